@@ -1,0 +1,27 @@
+# zoh_add_tests(<name> SOURCES <files...> LIBS <targets...>)
+# One GoogleTest program, registered with CTest as one test per program so that a
+# run prints each program's own summary.
+function(zoh_add_tests name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  if(NOT ARG_SOURCES)
+    return()
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gmock
+                        GTest::gtest_main Threads::Threads)
+  add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 900)
+endfunction()
+
+# The *_test.cc files of a folder.
+function(zoh_glob_tests out dir)
+  file(GLOB found CONFIGURE_DEPENDS "${dir}/*_test.cc")
+  set(${out} ${found} PARENT_SCOPE)
+endfunction()
+
+# The library sources of a folder (everything but tests).
+function(zoh_glob_sources out dir)
+  file(GLOB found CONFIGURE_DEPENDS "${dir}/*.cc")
+  list(FILTER found EXCLUDE REGEX "_test\\.cc$")
+  set(${out} ${found} PARENT_SCOPE)
+endfunction()
