@@ -1,0 +1,117 @@
+// The one call path of every service: a named method on a Java proxy, its
+// poll adapter, and the turning of a failed call into error text.
+#include "zohadoop/ZOHadoopImpl.h"
+
+namespace {
+const char kTag[] = "src/zohadoop";
+}  // namespace
+
+namespace {
+
+// Runs one call on an already held proxy; the lock is not taken, so calls from
+// several threads reach the bridge in parallel.
+bool invokeProxy(ZOHadoopImpl* self, zojniProxy* proxy, HadoopPollStatus* poll,
+                 const char* proxyName, const char* method, const char* signature,
+                 int count, zowlpParameter* params, zowlpResponse** response,
+                 ZobString* err) {
+  ZoJniPollRecord pollRecord{};
+  ZoJniPollRecord* pollArgument = nullptr;
+  if (poll != nullptr) {
+    pollRecord.value = poll->pollInterval();
+    pollRecord.callback = HadoopPollCBStatus;
+    pollRecord.instance = self;
+    pollRecord.pollStatus = poll;
+    pollArgument = &pollRecord;
+  }
+  const int status = zojniProxyCall(proxy, pollArgument, proxyName, method, signature,
+                                    count, params, response);
+  if (status == 0) return true;
+  self->buildError(method, status, response, err);
+  return false;
+}
+
+}  // namespace
+
+bool ZOHadoopImpl::callWrapper(zojniProxy* proxy, HadoopPollStatus* poll,
+                               const char* proxyName, const char* method,
+                               const char* signature, int count,
+                               zowlpParameter* params, zowlpResponse** response,
+                               ZobString* err) {
+  *response = nullptr;
+  // A derived proxy needs its base alive, so the main proxy is made sure of even
+  // when the caller brings its own.
+  if (!getProxy(proxyDirectory_, err)) return false;
+  return invokeProxy(this, proxy, poll, proxyName, method, signature, count, params,
+                     response, err);
+}
+
+bool ZOHadoopImpl::callWrapper(HadoopPollStatus* poll, const char* proxyName,
+                               const char* method, const char* signature, int count,
+                               zowlpParameter* params, zowlpResponse** response,
+                               ZobString* err) {
+  *response = nullptr;
+  if (!getProxy(proxyDirectory_, err)) return false;
+  // Written once under the lock that getProxy just released, never changed after.
+  return invokeProxy(this, proxy_, poll, proxyName, method, signature, count, params,
+                     response, err);
+}
+
+void ZOHadoopImpl::buildError(const char* method, int status, zowlpResponse** response,
+                              ZobString* err) {
+  if (err == nullptr) return;
+  if (status == ZOJNI_ERR_JAVA) {
+    int code = 0;
+    char* text = nullptr;
+    int length = 0;
+    zowlpError_code(*response, &code);
+    ZobString javaText("");
+    if (zowlpError_text(*response, &text, &length) == 0 && text != nullptr) {
+      javaText.assign(text, static_cast<size_t>(length < 0 ? 0 : length));
+    }
+    *err = ZOH_MESSAGE(kTag, 1725, method, code, javaText.asCstr());
+    zowlpResponse_destroy(*response);
+    *response = nullptr;
+    return;
+  }
+  *err = ZOH_MESSAGE(kTag, 1726, method, status);
+}
+
+int HadoopPollCBStatus(ZoJniPollRecord* record, int64_t done, int64_t total,
+                       const char* phase) {
+  return record->pollStatus->poll(done, total, phase) ? 1 : 0;
+}
+
+zowlpRowSet* ZOHadoopImpl::createRowSet(const char* columnTypes, ZobString* err) {
+  zowlpRowSet* rows = zojniProxyRowSetCreate(proxy_, columnTypes);
+  if (rows == nullptr && err != nullptr) *err = ZOH_MESSAGE(kTag, 29, "(RowSet)");
+  return rows;
+}
+
+bool ZOHadoopImpl::buildText(const zowlpRowSet* rows, ZobString* text, ZobString* err) {
+  const int count = zowlpRowSet_getRows(rows);
+  if (count < 1) {
+    *text = ZobString("", true);
+    return true;
+  }
+  ZobString joined("", true);
+  for (int i = 0; i < count; ++i) {
+    zowlpParameter* row = nullptr;
+    const int status = zowlpRowSet_nextRow(rows, &row);
+    if (status != 0) {
+      if (err) *err = ZOH_MESSAGE(kTag, 1354, "zowlpRowSet_nextRow", status);
+      return false;
+    }
+    bool failed = false;
+    if (i > 0) joined.append("\n", &failed);
+    if (!failed) {
+      const char* line = row[0].value.string;
+      joined.append(line != nullptr ? line : "", &failed);
+    }
+    if (failed) {
+      if (err) *err = ZOH_MESSAGE(kTag, 444);
+      return false;
+    }
+  }
+  *text = joined;
+  return true;
+}
