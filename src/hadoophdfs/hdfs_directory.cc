@@ -1,0 +1,46 @@
+#include "ZOHadoopDirImpl.h"
+
+#include <utility>
+
+#include "hdfs_stats.h"
+#include "zohadoop/ZOHadoopImpl.h"
+
+ZOHadoopDirImpl::ZOHadoopDirImpl(ZOHadoopImpl* owner, ZobString path, zowlpRowSet* rows)
+    : owner_(owner), path_(std::move(path)), rows_(rows) {
+  logger_ = zologGetLogger("ZO.Hadoop.HDFS.Directory");
+}
+
+ZOHadoopDirImpl::~ZOHadoopDirImpl() {
+  if (rows_ != nullptr) zowlpRowSet_destroy(rows_);
+}
+
+void ZOHadoopDirImpl::release(bool unregister) {
+  if (unregister) owner_->removeObject(static_cast<ZOHadoopObj*>(this));
+  delete this;
+}
+
+bool ZOHadoopDirImpl::close(ZobString* /*err*/) {
+  if (rows_ != nullptr) zowlpRowSet_destroy(rows_);
+  rows_ = nullptr;
+  pendingRow_ = nullptr;  // it pointed into the rows just released
+  return true;
+}
+
+bool ZOHadoopDirImpl::next(ZobString* name, long* size, ZobDate* date,
+                           unsigned long* dateMillis, bool* isDir, bool* readOnly,
+                           ZobString* err) {
+  ZOHadoopHDFSMember entry;
+  if (err) err->setNull(false);
+  if (rows_ == nullptr) return false;
+  if (rowIndex_ >= zowlpRowSet_getRows(rows_)) return false;
+  if (!getStats(&rowIndex_, rows_, &pendingRow_, &entry, err)) return false;
+
+  *name = entry.name;
+  *date = entry.modDate;
+  *dateMillis = static_cast<unsigned long>(entry.modDate.asDouble() * 1000.0);
+  *isDir = entry.isDir;
+  // Write permission is the bit of value 2 of what the Java side reports.
+  *readOnly = (entry.permissions & 2) == 0;
+  *size = entry.size;
+  return true;
+}

@@ -1,0 +1,122 @@
+#include "ZOHadoopFileImpl.h"
+
+#include "hdfs_support.h"
+#include "zob_uniq.h"
+#include "zohadoop/ZOHadoopImpl.h"
+
+ZOHadoopFileImpl::ZOHadoopFileImpl(ZOHadoopImpl* owner, long javaObject,
+                                   ZOHadoopHDFSMember* member)
+    : owner_(owner),
+      javaObject_(javaObject),
+      entryName_(member->name),
+      modDate_(member->modDate),
+      isDir_(member->isDir),
+      size_(member->size),
+      permissions_(member->permissions) {
+  char id[32];
+  instanceId_ = ZobString(np_uniq_s64(id));
+  logger_ = zologGetLogger("ZO.Hadoop.HDFS.File");
+  logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                    "Created Hadoop HDFS file instance %s.", instanceId_.asCstr());
+}
+
+ZOHadoopFileImpl::~ZOHadoopFileImpl() {
+  if (javaObject_ != 0) {
+    // Nobody is left to hear about a failed close.
+    ZobString ignored;
+    close(&ignored);
+  }
+  dropLastRead();
+  logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                    "Completed destruction of Hadoop HDFS file instance %s.",
+                    instanceId_.asCstr());
+}
+
+void ZOHadoopFileImpl::release(bool unregister) {
+  if (unregister) owner_->removeObject(static_cast<ZOHadoopObj*>(this));
+  delete this;
+}
+
+void ZOHadoopFileImpl::dropLastRead() {
+  if (lastRead_ != nullptr) zowlpResponse_destroy(lastRead_);
+  lastRead_ = nullptr;
+}
+
+bool ZOHadoopFileImpl::close(ZobString* err) {
+  if (err) err->setNull(false);
+  bool result = true;
+  if (javaObject_ != 0) {
+    logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                      "Closing Hadoop HDFS file instance %s.", instanceId_.asCstr());
+    zowlpParameter params[1];
+    zohClearParams(params, 1);
+    zohSetObject(&params[0], javaObject_);
+    HdfsResponse response;
+    result = owner_->callWrapper(nullptr, ZOH_HDFS_PROXY, "HDFSFileClose",
+                                 JAVA_PROXY_EMPTY_SIG, 1, params, response.slot(), err);
+    response.reset();
+    // A failed close still forgets the Java object: retrying would not help.
+    javaObject_ = 0;
+    logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                      "Close Hadoop HDFS file instance %s returned %s.",
+                      instanceId_.asCstr(), result ? "true" : "false");
+  }
+  dropLastRead();
+  return result;
+}
+
+int ZOHadoopFileImpl::read(HadoopPollStatus* poll, const char** data, int count,
+                           ZobString* err) {
+  if (err) err->setNull(false);
+  logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                    "Reading from Hadoop HDFS file instance %s.", instanceId_.asCstr());
+  dropLastRead();
+
+  zowlpParameter params[2];
+  zohClearParams(params, 2);
+  zohSetObject(&params[0], javaObject_);
+  zohSetInt(&params[1], count);
+  HdfsResponse response;
+  const bool called =
+      owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSFileRead",
+                          HADOOP_HDFS_FILE_READ_SIG_OUT, 2, params, response.slot(), err);
+  int result = -1;
+  if (!called) {
+    *data = nullptr;
+  } else {
+    zowlpParameter* outputs = nullptr;
+    const int status = response.outputs(1, &outputs);
+    if (status == 0) {
+      *data = static_cast<const char*>(outputs[0].value.bytes);
+      result = outputs[0].length;
+      // The caller's bytes live in this response until the next read or close.
+      lastRead_ = response.release();
+    } else if (err) {
+      *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 1354, "zowlpResponse_parameters", status);
+    }
+  }
+  logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                    "Reading from Hadoop HDFS file instance %s returned %s.",
+                    instanceId_.asCstr(), called ? "success" : "failure");
+  return result;
+}
+
+bool ZOHadoopFileImpl::write(HadoopPollStatus* poll, const char* data, int length,
+                             ZobString* err) {
+  if (err) err->setNull(false);
+  logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                    "Writing to Hadoop HDFS file instance %s.", instanceId_.asCstr());
+  zowlpParameter params[2];
+  zohClearParams(params, 2);
+  zohSetObject(&params[0], javaObject_);
+  zohSetBytes(&params[1], data, length);
+  HdfsResponse response;
+  const bool ok = owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSFileWrite",
+                                      JAVA_PROXY_EMPTY_SIG, 2, params, response.slot(), err);
+  response.reset();
+  if (ok) size_ += length;
+  logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
+                    "Write Hadoop HDFS file instance %s returned %s.",
+                    instanceId_.asCstr(), ok ? "success" : "failure");
+  return ok;
+}
