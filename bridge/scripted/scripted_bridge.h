@@ -1,0 +1,411 @@
+// ScriptedBridge: the Java bridge of unit tests. It implements the zojni*
+// functions without a JVM: every proxy creation, call, row-set creation and
+// proxy destruction is recorded (with deep copies of what the library handed
+// over), and every answer comes from a script that the test sets up.
+//
+// Typical use:
+//
+//   ScriptedBridge& bridge = ScriptedBridge::instance();
+//   bridge.reset();
+//   bridge.answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(17)}));
+//   bridge.answer("HDFSExists", ScriptedAnswer::javaError(3, "no such path"));
+//   ... run library code ...
+//   ScriptedCall call = *bridge.lastCallTo("CfgSetUser");
+//   EXPECT_EQ(call.inputs[1].str, "alice");
+//   EXPECT_THAT(bridge.eventLog(),
+//               ElementsAre("create HadoopClient", "call CreateConfig", ...));
+//
+// Defaults, when nothing is scripted:
+//   - a proxy creation asks the option callback for "JAVA_PROXY/DIRECTORY" and
+//     then "JAVA_PROXY/HAS_GETVERSION" (as the JVM bridge does), reports no
+//     message and succeeds;
+//   - a call answers status 0 with a response made by zowlpResponse_create(the
+//     call's signature): one output per signature code, each typed and null
+//     (present 0). This holds for the empty signature too (a response with no
+//     outputs, which the caller must destroy);
+//   - zojniProxyRowSetCreate makes a real zowlpRowSet with the given columns.
+//
+// Checks the bridge makes before any script runs (each recorded like any call):
+//   - null or unknown (never created, or already destroyed) proxy, null method,
+//     null signature, null response pointer, negative count, count > 0 with null
+//     records: ZOJNI_ERR_ARGUMENT;
+//   - a signature with a code that is not a WLP_TYPE_*: ZOJNI_ERR_ARGUMENT;
+//   - an input record of an unknown type: ZOJNI_ERR_INPUT_TYPE;
+//   - a present string whose pointer is null or whose `length` differs from its
+//     strlen, present bytes with a null pointer and a length > 0, a negative
+//     length, a present row set with a null pointer: ZOJNI_ERR_ARGUMENT.
+//
+// Thread safety: every member may be called from any thread. Scripts and
+// handlers run outside the bridge's own lock, so a handler may call back into
+// the bridge (for instance to read the records) and calls from several threads
+// run side by side.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zojni.h"
+#include "zowlp.h"
+
+// ---- Values ------------------------------------------------------------------
+
+// One typed value: the deep copy of a record the library handed over (a call
+// input or a cell of an input row set) and, the other way round, the description
+// of an output the script answers with.
+struct ScriptedValue {
+  int32_t type = 0;        // a WLP_TYPE_* code; 0 only in ScriptedValue::none()
+  bool present = false;    // false: null
+  std::string str;         // WLP_TYPE_STRING and WLP_TYPE_BYTES content
+  int32_t integer = 0;     // WLP_TYPE_INT
+  bool boolean = false;    // WLP_TYPE_BOOL (recorded as value.boolean != 0)
+  uint8_t rawBoolean = 0;  // WLP_TYPE_BOOL: the byte as sent
+  int64_t object = 0;      // WLP_TYPE_OBJECT
+  int32_t length = 0;      // the record's length field, as sent
+  // WLP_TYPE_ROWSET: the column type codes and every row, read without moving the
+  // row set's read cursor.
+  std::string columnTypes;
+  std::vector<std::vector<ScriptedValue>> rows;
+  // WLP_TYPE_ROWSET input: the row set's address, for identity checks only (it
+  // may be gone by the time a test looks).
+  const zowlpRowSet* rowSet = nullptr;
+
+  // Output row sets only: zowlpRowSet_nextRow fails with `failNextRowStatus`
+  // when it would read row `failNextRowAt` (0-based; -1: never).
+  int failNextRowAt = -1;
+  int failNextRowStatus = 0;
+
+  // Builders. Outputs beyond the ones a script lists stay null.
+  static ScriptedValue none();  // leaves the output as the response made it (null)
+  static ScriptedValue ofNull(int32_t type);
+  static ScriptedValue ofString(std::string text);
+  static ScriptedValue ofBytes(std::string data);
+  static ScriptedValue ofInt(int32_t value);
+  static ScriptedValue ofBool(bool value);
+  static ScriptedValue ofObject(int64_t handle);
+  // A row set whose columns are all WLP_TYPE_STRING; std::nullopt is a null cell.
+  // `columns` < 0 takes the width of the first row (1 when there is no row).
+  static ScriptedValue ofStringRows(
+      const std::vector<std::vector<std::optional<std::string>>>& rows,
+      int columns = -1);
+  // A row set of any column types; each row holds one value per column.
+  static ScriptedValue ofRows(std::string columnTypes,
+                                std::vector<std::vector<ScriptedValue>> rows);
+  // Copies `failNextRowAt`/`failNextRowStatus` into a row-set output.
+  ScriptedValue& failingNextRowAt(int rowIndex, int status);
+
+  // The rows of a row set as optional strings (null cells -> nullopt); cells
+  // that are not strings become their ScriptedValue::describe().
+  std::vector<std::vector<std::optional<std::string>>> stringTable() const;
+  // A short text for test failure output, e.g. `string "abc"`, `int 5`, `null 7`.
+  std::string describe() const;
+};
+
+// Equal type, presence and value of that type (rows compared cell by cell);
+// length, rawBoolean and addresses are not compared.
+bool operator==(const ScriptedValue& a, const ScriptedValue& b);
+inline bool operator!=(const ScriptedValue& a, const ScriptedValue& b) {
+  return !(a == b);
+}
+// Lets GoogleTest print values.
+void PrintTo(const ScriptedValue& value, std::ostream* os);
+
+// ---- Records -------------------------------------------------------------------
+
+// One answer of the option callback during a creation.
+struct ScriptedOptionAsk {
+  std::string name;
+  int status = -1;          // what the callback returned (0 value, 1 none, 2 failure)
+  std::string value;        // status 0: the `length` bytes at *value
+  int length = -1;          // status 0: *length
+  bool terminated = false;  // status 0: value[length] was a NUL
+  const void* valuePointer = nullptr;  // status 0: *value, for buffer-reuse checks
+};
+
+// One message reported through the message callback during a creation.
+struct ScriptedMessage {
+  int type = 0;
+  std::string text;
+  int result = 0;  // what the callback returned
+};
+
+// One poll callback made during a call.
+struct ScriptedPoll {
+  int64_t done = 0;
+  int64_t total = 0;
+  std::optional<std::string> phase;  // nullopt: the phase pointer was null
+  int answer = 0;                    // what the callback returned
+};
+
+struct ScriptedCreation {
+  int proxyId = 0;               // id of the new proxy; 0 when creation failed
+  zojniProxy* proxy = nullptr;   // the new proxy (null when creation failed)
+  bool fromProxy = false;        // zojniProxyCreateFromProxy
+  int baseId = 0;                // id of the base proxy (0: none or unknown)
+  const zojniProxy* base = nullptr;
+  std::string jar, proxyName, className;  // "" for null pointers
+  // The option record as it was at the start of the creation, and copies of the
+  // texts it points to.
+  bool optionsGiven = false;
+  ZoJniOptionRecord options{};
+  std::string optionProxyName;  // *options.proxyName
+  std::string optionDirectory;  // *options.directory
+  bool messagesGiven = false;
+  ZoJniMessageRecord messages{};
+  std::vector<ScriptedOptionAsk> asks;      // in order
+  std::vector<ScriptedMessage> reports;     // in order
+  int status = -1;  // the status returned; -1 while the creation runs
+  // Creations are counted per proxy name since reset(); 1 for the first.
+  int nth = 0;
+};
+
+// Proxy ids number proxies in creation order over the whole process, from 1.
+struct ScriptedCall {
+  int proxyId = 0;  // 0: null or unknown proxy
+  const zojniProxy* proxy = nullptr;
+  bool pollGiven = false;
+  int32_t pollValue = 0;  // the poll record's value field
+  std::string proxyName, method, signature;  // "" for null pointers
+  int count = 0;
+  std::vector<ScriptedValue> inputs;  // `count` deep copies (none when records is null)
+  std::vector<ScriptedPoll> polls;    // poll callbacks made, in order
+  int status = -1;                    // the status returned; -1 while the call runs
+  bool responseGiven = false;         // *response was non-null on return
+  // Calls are counted per method name since reset(); 1 for the first.
+  int nth = 0;
+};
+
+struct ScriptedRowSetCreation {
+  int proxyId = 0;
+  std::string columnTypes;
+  zowlpRowSet* rowSet = nullptr;  // null when the script made it fail
+  int nth = 0;                    // counted over all row sets since reset(); 1 first
+};
+
+struct ScriptedDestruction {
+  int proxyId = 0;  // 0: the pointer was not a live proxy (it is then not freed)
+  std::string proxyName;
+  const zojniProxy* proxy = nullptr;
+  bool wasLive = false;
+};
+
+enum class ScriptedEventKind { kCreate, kCall, kRowSet, kDestroy };
+struct ScriptedEvent {
+  ScriptedEventKind kind;
+  std::size_t index;  // into creations(), calls(), rowSetCreations() or destructions()
+};
+
+// ---- Call scripts ------------------------------------------------------------------
+
+struct ScriptedAnswer;
+class ScriptedCallContext;
+using ScriptedHandler = std::function<ScriptedAnswer(ScriptedCallContext&)>;
+
+struct ScriptedAnswer {
+  enum class Kind { kOutputs, kJavaError, kStatus, kNoResponse, kUnreadable, kHandler };
+  Kind kind = Kind::kOutputs;
+  std::vector<ScriptedValue> values;  // kOutputs, kUnreadable
+  int errorCode = 0;                  // kJavaError
+  std::string errorText;              // kJavaError
+  int statusCode = 0;                 // kStatus; kUnreadable: the parameters status
+  ScriptedHandler handler;             // kHandler
+  // Poll callbacks to make, in order, before answering (all of them, whatever
+  // they answer); skipped when the call carries no poll record.
+  std::vector<ScriptedPoll> polls;
+
+  // Status 0 with a response of the call's signature; output i is filled from
+  // outputs[i] (missing ones stay null). An output whose type differs from the
+  // signature's code, or more outputs than codes: ZOJNI_ERR_OUTPUT_TYPE, no
+  // response (as a bridge reports a proxy method that returned the wrong thing).
+  static ScriptedAnswer outputs(std::vector<ScriptedValue> values);
+  // Status ZOJNI_ERR_JAVA with zowlpResponse_createError(code, text).
+  static ScriptedAnswer javaError(int code, std::string text);
+  // This status (any, 4 included) with *response null.
+  static ScriptedAnswer status(int status);
+  // Status 0 with *response null.
+  static ScriptedAnswer noResponse();
+  // Status 0 with the response of outputs(values), whose zowlpResponse_parameters
+  // then fails with `parametersStatus`.
+  static ScriptedAnswer unreadable(int parametersStatus = WLP_ERR_MEMORY,
+                                   std::vector<ScriptedValue> values = {});
+  // Runs `handler` on the calling thread; its answer (not another handler) is used.
+  static ScriptedAnswer from(ScriptedHandler handler);
+
+  // Adds a poll callback to make before answering.
+  ScriptedAnswer& poll(int64_t done, int64_t total, std::optional<std::string> phase);
+};
+
+// What a handler sees of the call it answers.
+class ScriptedCallContext {
+ public:
+  ScriptedCallContext(const ScriptedCall& call, ZoJniPollRecord* pollRecord,
+                      std::function<void(const ScriptedPoll&)> recordPoll)
+      : call_(call), pollRecord_(pollRecord), recordPoll_(std::move(recordPoll)) {}
+
+  // The recorded call: inputs are deep copies, safe to keep.
+  const ScriptedCall& call() const { return call_; }
+  bool hasPoll() const { return pollRecord_ != nullptr && pollRecord_->callback; }
+  // Calls the poll record's callback and records the poll; -1 (and nothing
+  // recorded) when the call has no poll record. A null `phase` is passed as null.
+  int poll(int64_t done, int64_t total, const char* phase);
+
+ private:
+  const ScriptedCall& call_;
+  ZoJniPollRecord* pollRecord_;
+  std::function<void(const ScriptedPoll&)> recordPoll_;
+};
+
+// Blocks calls of one method inside the bridge (after they are recorded, before
+// they are answered) until released.
+class ScriptedGate {
+ public:
+  // True once `calls` calls wait at the gate at the same time; false when the
+  // timeout passes first.
+  bool waitInside(int calls, std::chrono::milliseconds timeout);
+  // Lets every waiting call and every later one through.
+  void release();
+  int inside() const;
+
+  // Used by the bridge.
+  void pass();
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  int inside_ = 0;
+  bool released_ = false;
+};
+
+// ---- Creation scripts --------------------------------------------------------------
+
+class ScriptedCreateContext {
+ public:
+  ScriptedCreateContext(ScriptedCreation& creation, ZoJniOptionRecord* options,
+                        ZoJniMessageRecord* messages,
+                        std::function<void(const ScriptedOptionAsk&)> recordAsk,
+                        std::function<void(const ScriptedMessage&)> recordReport)
+      : creation_(creation), options_(options), messages_(messages),
+        recordAsk_(std::move(recordAsk)), recordReport_(std::move(recordReport)) {}
+
+  // The creation as recorded so far (jar, class, proxy name, records).
+  const ScriptedCreation& creation() const { return creation_; }
+  // Asks the option callback and records the answer; status -1 (nothing recorded)
+  // when there is no option record.
+  ScriptedOptionAsk askOption(const std::string& name);
+  // Reports through the message callback and records it; -1 (nothing recorded)
+  // when there is no message record.
+  int report(int type, const std::string& text);
+
+ private:
+  ScriptedCreation& creation_;
+  ZoJniOptionRecord* options_;
+  ZoJniMessageRecord* messages_;
+  std::function<void(const ScriptedOptionAsk&)> recordAsk_;
+  std::function<void(const ScriptedMessage&)> recordReport_;
+};
+
+struct ScriptedCreateScript {
+  // The options asked, in order, then the messages reported, then the status
+  // returned (non-zero: creation fails and *out is set to null).
+  std::vector<std::string> askOptions{"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION"};
+  std::vector<std::pair<int, std::string>> messages;
+  int status = ZOJNI_OK;
+  // When set it replaces the three fields above: it runs on the calling thread and
+  // returns the status.
+  std::function<int(ScriptedCreateContext&)> handler;
+
+  // The default asks, then `messages`, then `status`.
+  static ScriptedCreateScript failing(int status = ZOJNI_ERR_CREATE,
+                                      std::vector<std::pair<int, std::string>> messages = {});
+  static ScriptedCreateScript succeeding(std::vector<std::pair<int, std::string>> messages = {});
+  static ScriptedCreateScript asking(std::vector<std::string> options);
+  static ScriptedCreateScript from(std::function<int(ScriptedCreateContext&)> handler);
+};
+
+// ---- The bridge ------------------------------------------------------------------
+
+class ScriptedBridge {
+ public:
+  // The process-wide bridge behind the zojni* functions.
+  static ScriptedBridge& instance();
+
+  // Forgets every script, record, gate and the call, creation and row-set
+  // counters. Live proxies stay live (they can still be called and destroyed);
+  // proxy ids are never reused, so compare them with creations()[i].proxyId.
+  // A gate left closed is released first so that no call stays blocked.
+  void reset();
+
+  // ---- Call scripts. For a call of method M (its n-th since reset()):
+  //   1. the answer set for (M, n) by answerNth()/answerSequence();
+  //   2. else the answer set for M by answer()/handle() (the latest wins);
+  //   3. else the unscripted answer (default: empty response of the signature).
+  void answer(const std::string& method, ScriptedAnswer answer);
+  void answerNth(const std::string& method, int nth, ScriptedAnswer answer);
+  // Call numbers 1, 2, ... since reset(): answerNth(method, i + 1, answers[i]).
+  void answerSequence(const std::string& method, std::vector<ScriptedAnswer> answers);
+  void handle(const std::string& method, ScriptedHandler handler);
+  void answerUnscripted(ScriptedAnswer answer);
+  // A gate that every later call of `method` passes (one gate per method).
+  std::shared_ptr<ScriptedGate> gate(const std::string& method);
+
+  // ---- Creation scripts. For a creation under proxy name P (its n-th since
+  // reset()): the script for (P, n), else for P, else for every name, else the
+  // default (ask the two options, succeed).
+  void onCreate(ScriptedCreateScript script);
+  void onCreate(const std::string& proxyName, ScriptedCreateScript script);
+  void onCreateNth(const std::string& proxyName, int nth, ScriptedCreateScript script);
+
+  // ---- Row sets.
+  // The nth row set asked for since reset() (1 = first) is not made: null.
+  void failRowSetCreate(int nth);
+  // zowlpRowSet_addRow on the nth row set made since reset() (0: every one)
+  // fails with `status` when it would add row `rowIndex` (0-based).
+  void failAddRowAt(int nthRowSet, int rowIndex, int status);
+
+  // ---- Records (copies; in the order things happened).
+  std::vector<ScriptedCreation> creations() const;
+  std::vector<ScriptedCall> calls() const;
+  std::vector<ScriptedCall> callsTo(const std::string& method) const;
+  std::optional<ScriptedCall> lastCallTo(const std::string& method) const;
+  int callCount(const std::string& method) const;
+  std::vector<std::string> methodsCalled() const;  // every call's method, in order
+  std::vector<ScriptedRowSetCreation> rowSetCreations() const;
+  std::vector<ScriptedDestruction> destructions() const;
+  std::vector<ScriptedEvent> events() const;
+  // One line per event: "create <proxy name>", "call <method>",
+  // "rowset <column count>", "destroy <proxy name>" (proxy name "?" for a
+  // pointer that was not live).
+  std::vector<std::string> eventLog() const;
+  // Proxies created and not yet destroyed, over the whole process (not reset).
+  int liveProxies() const;
+
+  // ---- The bridge functions (what zojni* forward to).
+  int create(bool fromProxy, zojniProxy* base, const char* jar, const char* proxyName,
+             const char* className, ZoJniOptionRecord* options,
+             ZoJniMessageRecord* messages, zojniProxy** out);
+  int call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* proxyName,
+           const char* method, const char* signature, int count,
+           zowlpParameter* params, zowlpResponse** response);
+  zowlpRowSet* createRowSet(zojniProxy* proxy, const char* columnTypes);
+  void destroy(zojniProxy* proxy);
+
+  ScriptedBridge(const ScriptedBridge&) = delete;
+  ScriptedBridge& operator=(const ScriptedBridge&) = delete;
+
+ private:
+  ScriptedBridge();
+  ~ScriptedBridge();
+
+  struct State;
+  std::unique_ptr<State> state_;
+};
