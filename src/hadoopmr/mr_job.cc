@@ -1,0 +1,108 @@
+// Life cycle and description of a MapReduce job, and the Java job object behind it.
+#include "hadoopcfg/ZOHadoopCfgImpl.h"
+#include "hadoopmr/ZOHadoopMRImpl.h"
+#include "hadoopmr/job_wire.h"
+#include "zob_uniq.h"
+#include "zohadoop/ZOHadoopImpl.h"
+
+namespace {
+const char kProxyName[] = ZOH_HADOOP_PROXY_NAME;
+}  // namespace
+
+ZOHadoopMRImpl::ZOHadoopMRImpl(ZOHadoopImpl* instance)
+    : instance_(instance), logger_(zologGetLogger("ZO.Hadoop.MapReduce")) {
+  char buffer[32];
+  id_ = ZobString(np_uniq_s64(buffer));
+  logger_->logEvent(ZOLOG_INFO, ZOH_MR_TAG, __LINE__,
+                    "Created Hadoop MapReduce instance %s.", id_.asCstr());
+}
+
+ZOHadoopMRImpl::~ZOHadoopMRImpl() {
+  logger_->logEvent(ZOLOG_INFO, ZOH_MR_TAG, __LINE__,
+                    "Destroying Hadoop MapReduce instance %s.", id_.asCstr());
+  jars_.clear();
+  properties_.clear();
+  if (jobHandle_ != 0) {
+    zowlpParameter param[1];
+    zohClearParams(param, 1);
+    zohSetObject(&param[0], jobHandle_);
+    JobResponse response;
+    ZobString callErr;
+    // Nobody is left to hear about a failed release: it is logged and the
+    // object goes anyway.
+    if (!instance_->callWrapper(nullptr, kProxyName, "MapReduceRelease",
+                                JAVA_PROXY_EMPTY_SIG, 1, param, response.slot(),
+                                &callErr)) {
+      logger_->logEvent(ZOLOG_WARNING, ZOH_MR_TAG, __LINE__, "%s", callErr.asCstr());
+    }
+  }
+  logger_->logEvent(ZOLOG_INFO, ZOH_MR_TAG, __LINE__,
+                    "Completed destruction of Hadoop MapReduce instance %s.",
+                    id_.asCstr());
+}
+
+bool ZOHadoopMRImpl::init(ZOHadoopCfg* cfg, ZobString* err) {
+  configuration_ = cfg;
+  return true;
+}
+
+bool ZOHadoopMRImpl::setProperty(const ZobString& key, const ZobString& value,
+                                 ZobString* err) {
+  // operator[] finds an entry of any letter case and keeps its first spelling.
+  properties_[key] = value;
+  if (err != nullptr) err->setNull(false);
+  return true;
+}
+
+bool ZOHadoopMRImpl::addInputPath(const ZobString& path, ZobString* err) {
+  inputPaths_.push_back(path);
+  return true;
+}
+
+bool ZOHadoopMRImpl::addJar(const ZobString& jar, ZobString* err) {
+  jars_.push_back(jar);
+  return true;
+}
+
+bool ZOHadoopMRImpl::getProxy(ZobString* err) {
+  if (jobHandle_ != 0) return true;
+  zowlpParameter param[1];
+  zohClearParams(param, 1);
+  if (configuration_ != nullptr) {
+    zohSetObject(&param[0], static_cast<ZOHadoopCfgImpl*>(configuration_)->getObject());
+  } else {
+    zohSetObject(&param[0], 0, false);
+  }
+  JobResponse response;
+  if (!instance_->callWrapper(nullptr, kProxyName, "CreateMapReduce",
+                              HADOOP_CREATECONFIG_SIG_OUT, 1, param, response.slot(),
+                              err)) {
+    return false;
+  }
+  zowlpParameter* out = response.outputs();
+  if (out == nullptr) {
+    if (err != nullptr) *err = ZOH_MESSAGE(ZOH_MR_TAG, 29, "(MapReduce Object)");
+    return false;
+  }
+  jobHandle_ = out[0].value.object;
+  return true;
+}
+
+bool ZOHadoopMRImpl::stop(HadoopPollStatus* poll, ZobString* err) {
+  if (jobHandle_ == 0) return true;
+  zowlpParameter param[1];
+  zohClearParams(param, 1);
+  zohSetObject(&param[0], jobHandle_);
+  JobResponse response;
+  return instance_->callWrapper(poll, kProxyName, "MapReduceStop", JAVA_PROXY_EMPTY_SIG,
+                                1, param, response.slot(), err);
+}
+
+void ZOHadoopMRImpl::release() { release(true); }
+
+void ZOHadoopMRImpl::release(bool removeFromOwner) {
+  if (removeFromOwner) instance_->removeObject(static_cast<ZOHadoopObj*>(this));
+  delete this;
+}
+
+void ZOHadoopMRImpl::destroyMe() { release(false); }
