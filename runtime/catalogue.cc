@@ -3,6 +3,8 @@
 #include <cstring>
 #include <string>
 
+#include "catalogue_render.h"
+
 namespace {
 
 struct CatalogueEntry {
@@ -73,10 +75,7 @@ std::string renderTemplate(const char* text, const Argument* args, int count) {
 
 }  // namespace
 
-ZobString zob_get_messagev(const char* file, int line, const char* component, int id,
-                           va_list args) {
-  lastFile = file != nullptr ? file : "";
-  lastLine = line;
+ZobString zobRenderCatalogueMessage(const char* component, int id, va_list args) {
   std::string prefix = "[" + std::string(component != nullptr ? component : "") + " " +
                        std::to_string(id) + "] ";
   const CatalogueEntry* entry = findMessage(component, id);
@@ -99,6 +98,13 @@ ZobString zob_get_messagev(const char* file, int line, const char* component, in
   va_end(copy);
   std::string text = prefix + renderTemplate(entry->text, fetched, count);
   return ZobString(text.c_str(), text.size());
+}
+
+ZobString zob_get_messagev(const char* file, int line, const char* component, int id,
+                           va_list args) {
+  lastFile = file != nullptr ? file : "";
+  lastLine = line;
+  return zobRenderCatalogueMessage(component, id, args);
 }
 
 ZobString zob_get_message(const char* file, int line, const char* component, int id,
