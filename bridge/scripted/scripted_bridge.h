@@ -150,7 +150,7 @@ struct ScriptedPoll {
 struct ScriptedCreation {
   int proxyId = 0;               // id of the new proxy; 0 when creation failed
   zojniProxy* proxy = nullptr;   // the new proxy (null when creation failed)
-  bool fromProxy = false;        // zojniProxyCreateFromProxy
+  bool fromProxy = false;        // zojniProxyCreateFromProxy (base may be null)
   int baseId = 0;                // id of the base proxy (0: none or unknown)
   const zojniProxy* base = nullptr;
   std::string jar, proxyName, className;  // "" for null pointers
@@ -402,10 +402,12 @@ class ScriptedBridge {
   ScriptedBridge(const ScriptedBridge&) = delete;
   ScriptedBridge& operator=(const ScriptedBridge&) = delete;
 
+  // The bridge's inside (records, scripts, live proxies); opaque to tests.
+  struct State;
+
  private:
   ScriptedBridge();
   ~ScriptedBridge();
 
-  struct State;
   std::unique_ptr<State> state_;
 };

@@ -14,7 +14,7 @@ int zojniProxyCreate(const char* jar, const char* proxyName, const char* classNa
 int zojniProxyCreateFromProxy(zojniProxy* base, const char* jar, const char* proxyName,
                               const char* className, ZoJniOptionRecord* options,
                               ZoJniMessageRecord* messages, zojniProxy** out) {
-  return ScriptedBridge::instance().create(base != nullptr, base, jar, proxyName,
+  return ScriptedBridge::instance().create(true, base, jar, proxyName,
                                            className, options, messages, out);
 }
 

@@ -1,0 +1,160 @@
+// The script side of the scripted bridge: answers, creation scripts, the
+// contexts handed to handlers, and gates.
+#include "scripted_bridge.h"
+
+// ---- Answers -------------------------------------------------------------------
+
+ScriptedAnswer ScriptedAnswer::outputs(std::vector<ScriptedValue> values) {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kOutputs;
+  answer.values = std::move(values);
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::javaError(int code, std::string text) {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kJavaError;
+  answer.errorCode = code;
+  answer.errorText = std::move(text);
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::status(int status) {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kStatus;
+  answer.statusCode = status;
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::noResponse() {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kNoResponse;
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::unreadable(int parametersStatus,
+                                          std::vector<ScriptedValue> values) {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kUnreadable;
+  answer.statusCode = parametersStatus;
+  answer.values = std::move(values);
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kHandler;
+  answer.handler = std::move(handler);
+  return answer;
+}
+
+ScriptedAnswer& ScriptedAnswer::poll(int64_t done, int64_t total,
+                                     std::optional<std::string> phase) {
+  ScriptedPoll poll;
+  poll.done = done;
+  poll.total = total;
+  poll.phase = std::move(phase);
+  polls.push_back(std::move(poll));
+  return *this;
+}
+
+// ---- Contexts ------------------------------------------------------------------
+
+int ScriptedCallContext::poll(int64_t done, int64_t total, const char* phase) {
+  if (!hasPoll()) return -1;
+  ScriptedPoll poll;
+  poll.done = done;
+  poll.total = total;
+  if (phase) poll.phase = std::string(phase);
+  poll.answer = pollRecord_->callback(pollRecord_, done, total, phase);
+  recordPoll_(poll);
+  return poll.answer;
+}
+
+ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
+  ScriptedOptionAsk ask;
+  ask.name = name;
+  if (options_ == nullptr || options_->callback == nullptr) return ask;
+  // Poison the outputs so that a callback that claims a value without giving
+  // one shows up in the record instead of passing as an empty text.
+  char* value = nullptr;
+  int length = -1;
+  ask.status = options_->callback(options_, name.c_str(), &creation_, &value, &length);
+  if (ask.status == 0) {
+    ask.length = length;
+    ask.valuePointer = value;
+    if (value != nullptr && length >= 0) {
+      ask.value.assign(value, static_cast<std::size_t>(length));
+      ask.terminated = value[length] == '\0';
+    }
+  }
+  recordAsk_(ask);
+  return ask;
+}
+
+int ScriptedCreateContext::report(int type, const std::string& text) {
+  if (messages_ == nullptr || messages_->callback == nullptr) return -1;
+  ScriptedMessage message;
+  message.type = type;
+  message.text = text;
+  message.result = messages_->callback(messages_, type, text.c_str());
+  recordReport_(message);
+  return message.result;
+}
+
+// ---- Creation scripts ----------------------------------------------------------
+
+ScriptedCreateScript ScriptedCreateScript::failing(
+    int status, std::vector<std::pair<int, std::string>> messages) {
+  ScriptedCreateScript script;
+  script.status = status;
+  script.messages = std::move(messages);
+  return script;
+}
+
+ScriptedCreateScript ScriptedCreateScript::succeeding(
+    std::vector<std::pair<int, std::string>> messages) {
+  ScriptedCreateScript script;
+  script.messages = std::move(messages);
+  return script;
+}
+
+ScriptedCreateScript ScriptedCreateScript::asking(std::vector<std::string> options) {
+  ScriptedCreateScript script;
+  script.askOptions = std::move(options);
+  return script;
+}
+
+ScriptedCreateScript ScriptedCreateScript::from(
+    std::function<int(ScriptedCreateContext&)> handler) {
+  ScriptedCreateScript script;
+  script.handler = std::move(handler);
+  return script;
+}
+
+// ---- Gates ---------------------------------------------------------------------
+
+bool ScriptedGate::waitInside(int calls, std::chrono::milliseconds timeout) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_for(lock, timeout, [&] { return inside_ >= calls; });
+}
+
+void ScriptedGate::release() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  released_ = true;
+  changed_.notify_all();
+}
+
+int ScriptedGate::inside() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return inside_;
+}
+
+void ScriptedGate::pass() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  ++inside_;
+  changed_.notify_all();
+  changed_.wait(lock, [&] { return released_; });
+  --inside_;
+  changed_.notify_all();
+}
