@@ -1,0 +1,182 @@
+// An open HDFS file: reads that hand out the response's own bytes, writes that
+// grow the size, and a close that happens once, by hand or at destruction.
+#include "hadoophdfs/ZOHadoopFileImpl.h"
+
+#include <cstring>
+
+#include "hadoophdfs/hdfs_test_support.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+class FileTest : public HdfsTest {
+ protected:
+  static constexpr int64_t kFileObject = 321;
+
+  void SetUp() override {
+    HdfsTest::SetUp();
+    hdfs_ = makeService();
+    answerOpen(kFileObject, entryStats("f.txt", {{"Size", "100"}}));
+    file_ = openFile(hdfs_);
+    log_.clear();
+  }
+  void TearDown() override {
+    file_.reset();
+    HdfsTest::TearDown();
+  }
+
+  ZOHadoopHDFS* hdfs_ = nullptr;
+  FileOwner file_;
+};
+
+TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
+  bridge().answerSequence("HDFSFileRead",
+                          {ScriptedAnswer::outputs({ScriptedValue::ofBytes("hello")}),
+                           ScriptedAnswer::outputs({ScriptedValue::ofBytes("")})});
+  MarkedPoll poll;
+  const char* data = nullptr;
+  ZobString err("stale");
+  ASSERT_EQ(file_->read(&poll, &data, 64, &err), 5);
+  EXPECT_TRUE(err.isNull());
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(std::string(data, 5), "hello");
+  ScriptedCall call = *bridge().lastCallTo("HDFSFileRead");
+  EXPECT_TRUE(call.pollGiven);
+  EXPECT_EQ(call.signature, HADOOP_HDFS_FILE_READ_SIG_OUT);
+  EXPECT_THAT(call.inputs,
+              ElementsAre(ScriptedValue::ofObject(kFileObject), ScriptedValue::ofInt(64)));
+  // One response is held for the bytes; the next read lets it go.
+  EXPECT_EQ(wireObjectsLeft(), 1);
+
+  EXPECT_EQ(file_->read(nullptr, &data, 64, &err), 0);
+  EXPECT_FALSE(bridge().lastCallTo("HDFSFileRead")->pollGiven);
+  EXPECT_EQ(wireObjectsLeft(), 1);
+
+  ASSERT_TRUE(file_->close(&err));
+  EXPECT_EQ(wireObjectsLeft(), 0);
+  const std::vector<std::string> lines = fileLog();
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(lines[0].rfind("2 Reading from Hadoop HDFS file instance ", 0), 0u);
+  EXPECT_NE(lines[1].find(" returned success."), std::string::npos) << lines[1];
+}
+
+TEST_F(FileTest, FailedAndUnreadableReadsReturnMinusOne) {
+  bridge().answerSequence("HDFSFileRead",
+                          {ScriptedAnswer::javaError(4, "broken pipe"),
+                           ScriptedAnswer::unreadable(WLP_ERR_MEMORY,
+                                                      {ScriptedValue::ofBytes("xy")})});
+  const char* data = "untouched";
+  ZobString err;
+  EXPECT_EQ(file_->read(nullptr, &data, 8, &err), -1);
+  EXPECT_EQ(data, nullptr);
+  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
+
+  data = "untouched";
+  EXPECT_EQ(file_->read(nullptr, &data, 8, &err), -1);
+  EXPECT_STREQ(data, "untouched");
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_EQ(wireObjectsLeft(), 0);
+
+  const std::vector<std::string> lines = fileLog();
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_NE(lines[1].find(" returned failure."), std::string::npos) << lines[1];
+  // The unpacking failed, but the proxy call itself went through.
+  EXPECT_NE(lines[3].find(" returned success."), std::string::npos) << lines[3];
+}
+
+TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
+  bridge().answerSequence("HDFSFileWrite", {ScriptedAnswer::outputs({}),
+                                            ScriptedAnswer::outputs({}),
+                                            ScriptedAnswer::javaError(1, "quota")});
+  MarkedPoll poll;
+  ZobString err;
+  const std::string ten(10, 'a'), twenty(20, 'b');
+  ASSERT_TRUE(file_->write(&poll, ten.data(), 10, &err));
+  ASSERT_TRUE(file_->write(nullptr, twenty.data(), 20, &err));
+  EXPECT_EQ(file_->getSize(), 130);
+  EXPECT_FALSE(file_->write(nullptr, ten.data(), 10, &err));
+  EXPECT_TRUE(isMessage(err, 1725));
+  EXPECT_EQ(file_->getSize(), 130);
+
+  std::vector<ScriptedCall> writes = bridge().callsTo("HDFSFileWrite");
+  ASSERT_EQ(writes.size(), 3u);
+  EXPECT_TRUE(writes[0].pollGiven);
+  EXPECT_FALSE(writes[1].pollGiven);
+  EXPECT_THAT(writes[1].inputs, ElementsAre(ScriptedValue::ofObject(kFileObject),
+                                            ScriptedValue::ofBytes(twenty)));
+  EXPECT_EQ(writes[1].inputs[1].length, 20);
+  const std::vector<std::string> lines = fileLog();
+  ASSERT_EQ(lines.size(), 6u);
+  EXPECT_EQ(lines[0].rfind("2 Writing to Hadoop HDFS file instance ", 0), 0u);
+  EXPECT_EQ(lines[1].rfind("2 Write Hadoop HDFS file instance ", 0), 0u);
+  EXPECT_NE(lines[1].find(" returned success."), std::string::npos);
+  EXPECT_NE(lines[5].find(" returned failure."), std::string::npos);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(FileTest, WritesLeaveTheLastReadBytesValid) {
+  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({ScriptedValue::ofBytes("keep")}));
+  const char* data = nullptr;
+  ZobString err;
+  ASSERT_EQ(file_->read(nullptr, &data, 4, &err), 4);
+  ASSERT_TRUE(file_->write(nullptr, "zz", 2, &err));
+  EXPECT_EQ(std::string(data, 4), "keep");
+}
+
+TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
+  bridge().answer("HDFSFileClose", ScriptedAnswer::javaError(8, "lease lost"));
+  ZobString err;
+  EXPECT_FALSE(file_->close(&err));
+  EXPECT_TRUE(isMessage(err, 1725));
+  ScriptedCall close = *bridge().lastCallTo("HDFSFileClose");
+  EXPECT_FALSE(close.pollGiven);
+  EXPECT_THAT(close.inputs, ElementsAre(ScriptedValue::ofObject(kFileObject)));
+
+  err = ZobString("stale");
+  EXPECT_TRUE(file_->close(&err));
+  EXPECT_TRUE(err.isNull());
+  EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
+  const std::vector<std::string> lines = fileLog();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].rfind("2 Closing Hadoop HDFS file instance ", 0), 0u);
+  EXPECT_NE(lines[1].find(" returned false."), std::string::npos) << lines[1];
+
+  // A closed file still calls through, with no Java object.
+  const char* data = nullptr;
+  file_->read(nullptr, &data, 1, &err);
+  EXPECT_EQ(bridge().lastCallTo("HDFSFileRead")->inputs[0], ScriptedValue::ofObject(0));
+  file_.reset();
+  EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
+}
+
+TEST_F(FileTest, DestroyingAnOpenFileClosesItFirst) {
+  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({ScriptedValue::ofBytes("abc")}));
+  const char* data = nullptr;
+  ZobString err;
+  ASSERT_EQ(file_->read(nullptr, &data, 3, &err), 3);
+  log_.clear();
+  file_.reset();
+  EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
+  const std::vector<std::string> lines = fileLog();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0].rfind("2 Closing Hadoop HDFS file instance ", 0), 0u);
+  EXPECT_NE(lines[1].find(" returned true."), std::string::npos);
+  EXPECT_EQ(lines[2].rfind("2 Completed destruction of Hadoop HDFS file instance ", 0), 0u);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(FileTest, AFileOutlivesTheServiceThatOpenedIt) {
+  hdfs_->release();
+  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({ScriptedValue::ofBytes("late")}));
+  const char* data = nullptr;
+  ZobString err;
+  ASSERT_EQ(file_->read(nullptr, &data, 4, &err), 4) << err.str();
+  EXPECT_EQ(std::string(data, 4), "late");
+  EXPECT_THAT(bridge().methodsCalled(),
+              testing::IsSupersetOf({"HDFSRelease", "HDFSFileRead"}));
+  file_.reset();
+  EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
+}
+
+}  // namespace

@@ -1,0 +1,126 @@
+// Shared pieces of the HDFS tests: an instance with a configuration and a bound
+// service over a fresh scripted bridge, owners for opened files and listings,
+// stats row sets built from tables, and a poll status the bridge can see.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ZOHadoopCfg.h"
+#include "ZOHadoopHDFS.h"
+#include "hadoop_status.h"
+#include "hadoophdfs/ZOHadoopHDFSImpl.h"
+#include "scripted_bridge.h"
+#include "zohadoop/core_test_support.h"
+
+using StatsTable = std::vector<std::vector<std::optional<std::string>>>;
+
+// A poll status whose interval shows up in the bridge's record of a call.
+class MarkedPoll final : public HadoopPollStatus {
+ public:
+  int pollInterval() override { return 250; }
+  bool poll(int64_t, int64_t, const char*) override {
+    ++polls;
+    return true;
+  }
+  int polls = 0;
+};
+
+template <class T>
+struct ReleaseDeleter {
+  void operator()(T* object) const {
+    if (object) object->release();
+  }
+};
+using FileOwner = std::unique_ptr<ZOHadoopFile, ReleaseDeleter<ZOHadoopFile>>;
+using DirOwner = std::unique_ptr<ZOHadoopDirectory, ReleaseDeleter<ZOHadoopDirectory>>;
+
+// A stats row set of string cells (std::nullopt: a null cell), owned by the test.
+struct RowSetDeleter {
+  void operator()(zowlpRowSet* rows) const { zowlpRowSet_destroy(rows); }
+};
+using RowSetOwner = std::unique_ptr<zowlpRowSet, RowSetDeleter>;
+
+inline RowSetOwner makeStatsRows(const StatsTable& table, int columns = 2) {
+  const std::string types(static_cast<size_t>(columns), static_cast<char>(WLP_TYPE_STRING));
+  RowSetOwner rows(zowlpRowSet_create(types.c_str()));
+  for (const auto& row : table) {
+    std::vector<zowlpParameter> cells(static_cast<size_t>(columns));
+    zohClearParams(cells.data(), columns);
+    for (int c = 0; c < columns; ++c) {
+      cells[c].type = WLP_TYPE_STRING;
+      if (c < static_cast<int>(row.size()) && row[c]) {
+        cells[c].present = 1;
+        cells[c].value.string = row[c]->c_str();
+        cells[c].length = static_cast<int32_t>(row[c]->size());
+      }
+    }
+    EXPECT_EQ(zowlpRowSet_addRow(rows.get(), cells.data()), 0);
+  }
+  return rows;
+}
+
+// The stats of one entry as the Java side sends them: entry row, then properties.
+inline StatsTable entryStats(const std::string& name,
+                             const std::vector<std::pair<std::string, std::string>>& props) {
+  StatsTable table{{std::nullopt, name}};
+  for (const auto& [key, value] : props) table.push_back({key, value});
+  return table;
+}
+
+class HdfsTest : public CoreTest {
+ protected:
+  static constexpr int64_t kCfgObject = 40;
+  static constexpr int64_t kServiceObject = 500;
+
+  void SetUp() override {
+    CoreTest::SetUp();
+    hadoop_ = makeInstance();
+  }
+  void TearDown() override { hadoop_.reset(); }
+
+  ZOHadoopCfg* makeConfiguration() {
+    bridge().answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(kCfgObject)}));
+    ZobString err;
+    ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err);
+    EXPECT_NE(cfg, nullptr) << err.str();
+    return cfg;
+  }
+
+  // A bound service; the instance ends it in TearDown unless the test does.
+  ZOHadoopHDFS* makeService() {
+    ZOHadoopCfg* cfg = makeConfiguration();
+    bridge().answer("CreateHDFS",
+                    ScriptedAnswer::outputs({ScriptedValue::ofObject(kServiceObject)}));
+    ZobString err;
+    ZOHadoopHDFS* hdfs = hadoop_->createHDFS(cfg, &err);
+    EXPECT_NE(hdfs, nullptr) << err.str();
+    return hdfs;
+  }
+
+  // Scripts the next "HDFSOpenFile" to answer this file object and stats.
+  void answerOpen(int64_t fileObject, std::optional<StatsTable> stats) {
+    std::vector<ScriptedValue> outputs{ScriptedValue::ofObject(fileObject)};
+    if (stats) outputs.push_back(ScriptedValue::ofStringRows(*stats, 2));
+    bridge().answer("HDFSOpenFile", ScriptedAnswer::outputs(outputs));
+  }
+
+  FileOwner openFile(ZOHadoopHDFS* hdfs, const char* path = "/data/f.txt",
+                     ZobTxtFileOpenMode mode = ZOB_TXTFILE_READ) {
+    ZobString err;
+    FileOwner file(hdfs->openFile(nullptr, path, mode, 0, 4096, &err));
+    EXPECT_NE(file, nullptr) << err.str();
+    return file;
+  }
+
+  // Log lines of the service, of files and of the whole HDFS family.
+  std::vector<std::string> serviceLog() const { return log_.of("ZO.Hadoop.HDFS"); }
+  std::vector<std::string> fileLog() const { return log_.of("ZO.Hadoop.HDFS.File"); }
+
+  InstanceOwner hadoop_;
+};
