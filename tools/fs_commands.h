@@ -1,0 +1,55 @@
+// The commands of zohadoop-fs. Each takes the parsed line and returns the
+// process exit status: 0 success, 1 failure (with its text on stderr).
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "fs_args.h"
+#include "hadoop_session.h"
+
+namespace zohtool {
+
+extern const char kFsToolName[];
+
+struct CommandContext {
+  const CommandLine& line;
+  SessionPool& sessions;
+  std::FILE* out;
+  std::FILE* err;
+  bool progressOnTerminal;  // stderr is a terminal
+  std::chrono::milliseconds progressDelay;
+
+  // "<command>: <text>" on stderr; returns 1 for `return ctx.fail(...)`.
+  int fail(const std::string& text) const;
+  // Hadoop's wording for a path: "`/a/b': No such file or directory".
+  int failPath(const std::string& display, const std::string& what) const;
+  // The same reports for helpers that answer bool: they return false.
+  bool refuse(const std::string& text) const;
+  bool refusePath(const std::string& display, const std::string& what) const;
+  // Parses a typed path; on failure reports it.
+  bool target(const std::string& typed, FsTarget* out) const;
+  // The session of a target's file system; on failure reports it.
+  HdfsSession* session(const FsTarget& target) const;
+};
+
+int usageError(const CommandContext& ctx, const char* synopsis);
+
+int runLs(const CommandContext& ctx);
+int runMkdir(const CommandContext& ctx);
+int runRm(const CommandContext& ctx);
+int runMv(const CommandContext& ctx);
+int runTest(const CommandContext& ctx);
+int runStat(const CommandContext& ctx);
+
+int runPut(const CommandContext& ctx);
+int runGet(const CommandContext& ctx);
+int runCat(const CommandContext& ctx);
+int runCopyFromLocal(const CommandContext& ctx);
+int runCopyToLocal(const CommandContext& ctx);
+
+// The synopsis lines of --help, one per command.
+const char* commandSynopsis(const std::string& command);
+
+}  // namespace zohtool

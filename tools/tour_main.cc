@@ -1,0 +1,27 @@
+// zohadoop-tour: the library's whole round trip through the JVM bridge and
+// the reference proxies, on the local file system.
+#include <cstdio>
+#include <cstring>
+
+#include "tour.h"
+#include "zo_logger.h"
+
+int main(int argc, char** argv) {
+  bool verbose = false;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "-v") == 0 || std::strcmp(argv[i], "--verbose") == 0) {
+      verbose = true;
+    } else {
+      std::fprintf(stderr,
+                   "Usage: zohadoop-tour [-v]\n"
+                   "Writes, lists, reads, copies, renames and deletes a file in a fresh\n"
+                   "temporary directory through the Hadoop client library; exits 0 only\n"
+                   "when every step checked out. -v shows the library's log lines.\n"
+                   "The Java proxies are found through ZOH_PROXY_HOME, else the build's.\n");
+      return std::strcmp(argv[i], "--help") == 0 ? 0 : 2;
+    }
+  }
+  if (verbose) zologSetThreshold(ZOLOG_INFO);
+  zohtool::Tour tour(stdout, (1 << 20) + 123);
+  return tour.run() ? 0 : 1;
+}
