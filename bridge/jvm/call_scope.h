@@ -1,0 +1,71 @@
+// What the Java side reaches back to while the bridge runs it: the caller's
+// poll and output buffers during a call, options and messages during a proxy's
+// creation. Each scope lives on the calling thread's stack; the natives that the
+// runtime jar declares find it through a thread-local pointer.
+#pragma once
+
+#include <jni.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "zojni.h"
+
+namespace zojni {
+
+class CallScope {
+ public:
+  explicit CallScope(ZoJniPollRecord* poll);
+  CallScope(const CallScope&) = delete;
+  CallScope& operator=(const CallScope&) = delete;
+  // Frees the native buffers that no output adopted.
+  ~CallScope();
+
+  static CallScope* current();
+
+  // Whether the method should go on; asks the caller's poll when its interval
+  // has passed since the last answer (or since the call began).
+  bool poll(JNIEnv* env, jlong done, jlong total, jstring phase);
+  int polls() const { return polls_; }
+
+  void* allocate(size_t capacity);
+  // Takes a buffer that allocate() made away from the scope; false when
+  // `address` is not the start of one.
+  bool adopt(void* address);
+
+ private:
+  ZoJniPollRecord* record_;
+  std::chrono::steady_clock::duration interval_;
+  std::chrono::steady_clock::time_point nextPoll_;
+  std::vector<void*> buffers_;
+  int polls_ = 0;
+  CallScope* previous_;
+};
+
+class CreateScope {
+ public:
+  CreateScope(ZoJniOptionRecord* options, ZoJniMessageRecord* messages);
+  CreateScope(const CreateScope&) = delete;
+  CreateScope& operator=(const CreateScope&) = delete;
+  ~CreateScope();
+
+  static CreateScope* current();
+
+  // True with the value when the caller answered with a non-empty text.
+  bool option(const char* name, std::string* value);
+  void message(int type, const std::string& text);
+
+ private:
+  ZoJniOptionRecord* options_;
+  ZoJniMessageRecord* messages_;
+  CreateScope* previous_;
+};
+
+// Binds the runtime jar's native methods to this bridge.
+bool registerNatives(JNIEnv* env, jclass progress, jclass nativeMemory, jclass site);
+
+// The release function of adopted buffers.
+void freeNativeBuffer(void* data);
+
+}  // namespace zojni

@@ -1,0 +1,261 @@
+#include "class_cache.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "call_scope.h"
+#include "zojni.h"
+
+#ifndef ZOH_DEFAULT_PROXY_HOME
+#define ZOH_DEFAULT_PROXY_HOME "proxies"
+#endif
+
+namespace zojni {
+namespace {
+
+constexpr const char* kRuntimeJar = "lib/zox-proxy-runtime.jar";
+
+std::mutex g_mutex;
+// Lives as long as the process: its references must not be deleted during exit.
+RuntimeClasses* g_classes = nullptr;
+std::string g_failure;
+
+// Collects lookups and reports the first one that failed.
+class Resolver {
+ public:
+  explicit Resolver(JNIEnv* env) : env_(env) {}
+
+  GlobalRef jdkClass(const char* name) {
+    LocalRef<jclass> c(env_, env_->FindClass(name));
+    note(c.get() != nullptr, name);
+    return GlobalRef(env_, c.get());
+  }
+  GlobalRef runtimeClass(jobject loader, jmethodID loadClass, const char* name) {
+    LocalRef<jstring> n(env_, env_->NewStringUTF(name));
+    LocalRef<jobject> c(env_, n ? env_->CallObjectMethod(loader, loadClass, n.get()) : nullptr);
+    note(c.get() != nullptr, name);
+    return GlobalRef(env_, c.get());
+  }
+  jmethodID method(const GlobalRef& c, const char* name, const char* sig) {
+    jmethodID id = c ? env_->GetMethodID(c.asClass(), name, sig) : nullptr;
+    note(id != nullptr, name);
+    return id;
+  }
+  jmethodID staticMethod(const GlobalRef& c, const char* name, const char* sig) {
+    jmethodID id = c ? env_->GetStaticMethodID(c.asClass(), name, sig) : nullptr;
+    note(id != nullptr, name);
+    return id;
+  }
+  bool ok() const { return missing_.empty(); }
+  const std::string& missing() const { return missing_; }
+
+ private:
+  void note(bool found, const char* what) {
+    if (env_->ExceptionCheck()) env_->ExceptionClear();
+    if (!found && missing_.empty()) missing_ = what;
+  }
+  JNIEnv* env_;
+  std::string missing_;
+};
+
+bool fileExists(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// A class loader over the runtime jar, beneath the system class loader, so that
+// a host JVM with its own class path finds the runtime the same way.
+jobject newRuntimeLoader(JNIEnv* env, const std::string& jarPath, std::string* why) {
+  LocalRef<jclass> fileClass(env, env->FindClass("java/io/File"));
+  LocalRef<jclass> uriClass(env, env->FindClass("java/net/URI"));
+  LocalRef<jclass> urlClass(env, env->FindClass("java/net/URL"));
+  LocalRef<jclass> loaderClass(env, env->FindClass("java/net/URLClassLoader"));
+  LocalRef<jclass> baseLoader(env, env->FindClass("java/lang/ClassLoader"));
+  if (!fileClass || !uriClass || !urlClass || !loaderClass || !baseLoader) {
+    env->ExceptionClear();
+    *why = "the JDK classes for loading jars are missing";
+    return nullptr;
+  }
+  LocalRef<jstring> path(env, env->NewStringUTF(jarPath.c_str()));
+  LocalRef<jobject> file(env, env->NewObject(fileClass.get(),
+      env->GetMethodID(fileClass.get(), "<init>", "(Ljava/lang/String;)V"), path.get()));
+  LocalRef<jobject> uri(env, file ? env->CallObjectMethod(file.get(),
+      env->GetMethodID(fileClass.get(), "toURI", "()Ljava/net/URI;")) : nullptr);
+  LocalRef<jobject> url(env, uri ? env->CallObjectMethod(uri.get(),
+      env->GetMethodID(uriClass.get(), "toURL", "()Ljava/net/URL;")) : nullptr);
+  LocalRef<jobjectArray> urls(env, url ? env->NewObjectArray(1, urlClass.get(), url.get())
+                                       : nullptr);
+  LocalRef<jobject> system(env, urls ? env->CallStaticObjectMethod(baseLoader.get(),
+      env->GetStaticMethodID(baseLoader.get(), "getSystemClassLoader",
+                             "()Ljava/lang/ClassLoader;")) : nullptr);
+  jobject loader = system ? env->NewObject(loaderClass.get(),
+      env->GetMethodID(loaderClass.get(), "<init>", "([Ljava/net/URL;Ljava/lang/ClassLoader;)V"),
+      urls.get(), system.get()) : nullptr;
+  if (loader == nullptr || env->ExceptionCheck()) {
+    env->ExceptionClear();
+    *why = "no class loader could be made for the runtime jar '" + jarPath + "'";
+    return nullptr;
+  }
+  return loader;
+}
+
+int load(JNIEnv* env, std::string* why) {
+  std::string jar = proxyHome() + "/" + kRuntimeJar;
+  if (!fileExists(jar)) {
+    *why = "the Java proxy runtime jar '" + jar + "' does not exist";
+    return ZOJNI_ERR_CREATE;
+  }
+  LocalFrame frame(env, 64);
+  if (!frame.ok()) {
+    env->ExceptionClear();
+    *why = "no room for JNI references";
+    return ZOJNI_ERR_MEMORY;
+  }
+  auto c = std::make_unique<RuntimeClasses>();
+  LocalRef<jobject> loader(env, newRuntimeLoader(env, jar, why));
+  if (!loader) return ZOJNI_ERR_CREATE;
+  c->runtimeLoader = GlobalRef(env, loader.get());
+  LocalRef<jclass> loaderType(env, env->GetObjectClass(loader.get()));
+  jmethodID loadClass = env->GetMethodID(loaderType.get(), "loadClass",
+                                         "(Ljava/lang/String;)Ljava/lang/Class;");
+
+  Resolver r(env);
+  c->objectClass = r.jdkClass("java/lang/Object");
+  c->stringClass = r.jdkClass("java/lang/String");
+  c->longClass = r.jdkClass("java/lang/Long");
+  c->booleanClass = r.jdkClass("java/lang/Boolean");
+  c->integerClass = r.jdkClass("java/lang/Integer");
+  c->byteBufferClass = r.jdkClass("java/nio/ByteBuffer");
+  c->byteArrayClass = r.jdkClass("[B");
+  c->objectArrayClass = r.jdkClass("[Ljava/lang/Object;");
+  c->outOfMemoryClass = r.jdkClass("java/lang/OutOfMemoryError");
+  c->longValueOf = r.staticMethod(c->longClass, "valueOf", "(J)Ljava/lang/Long;");
+  c->longValue = r.method(c->longClass, "longValue", "()J");
+  c->booleanValueOf = r.staticMethod(c->booleanClass, "valueOf", "(Z)Ljava/lang/Boolean;");
+  c->booleanValue = r.method(c->booleanClass, "booleanValue", "()Z");
+  c->integerValueOf = r.staticMethod(c->integerClass, "valueOf", "(I)Ljava/lang/Integer;");
+  c->intValue = r.method(c->integerClass, "intValue", "()I");
+  c->stringFromBytes =
+      r.method(c->stringClass, "<init>", "([BLjava/nio/charset/Charset;)V");
+  c->asReadOnlyBuffer =
+      r.method(c->byteBufferClass, "asReadOnlyBuffer", "()Ljava/nio/ByteBuffer;");
+  c->bufferPosition = r.method(c->byteBufferClass, "position", "()I");
+  c->bufferLimit = r.method(c->byteBufferClass, "limit", "()I");
+  {
+    GlobalRef charsets = r.jdkClass("java/nio/charset/StandardCharsets");
+    jfieldID utf8 = charsets ? env->GetStaticFieldID(charsets.asClass(), "UTF_8",
+                                                     "Ljava/nio/charset/Charset;")
+                             : nullptr;
+    if (utf8 != nullptr) {
+      LocalRef<jobject> cs(env, env->GetStaticObjectField(charsets.asClass(), utf8));
+      c->utf8Charset = GlobalRef(env, cs.get());
+    }
+    if (!c->utf8Charset) {
+      env->ExceptionClear();
+      *why = "the JDK has no UTF-8 charset";
+      return ZOJNI_ERR_JVM;
+    }
+  }
+
+  jobject l = c->runtimeLoader.get();
+  c->rowSetClass = r.runtimeClass(l, loadClass, "com.zorvanta.proxy.runtime.RowSet");
+  c->failuresClass = r.runtimeClass(l, loadClass, "com.zorvanta.proxy.runtime.Failures");
+  c->nativeMemoryClass = r.runtimeClass(l, loadClass, "com.zorvanta.proxy.runtime.NativeMemory");
+  c->siteClass = r.runtimeClass(l, loadClass, "com.zorvanta.proxy.runtime.ProxySite");
+  c->loadersClass = r.runtimeClass(l, loadClass, "com.zorvanta.proxy.runtime.ProxyLoaders");
+  GlobalRef progress = r.runtimeClass(l, loadClass, "com.zorvanta.proxy.runtime.Progress");
+  c->rowSetNew = r.method(c->rowSetClass, "<init>", "(Ljava/lang/String;)V");
+  c->rowSetAdd = r.method(c->rowSetClass, "addRow",
+                          "([Ljava/lang/Object;)Lcom/zorvanta/proxy/runtime/RowSet;");
+  c->rowSetTypes = r.method(c->rowSetClass, "columnTypes", "()Ljava/lang/String;");
+  c->rowSetSize = r.method(c->rowSetClass, "size", "()I");
+  c->rowSetRow = r.method(c->rowSetClass, "row", "(I)[Ljava/lang/Object;");
+  c->failureCode = r.staticMethod(c->failuresClass, "code", "(Ljava/lang/Throwable;)I");
+  c->failureText =
+      r.staticMethod(c->failuresClass, "text", "(Ljava/lang/Throwable;)Ljava/lang/String;");
+  c->heapRemaining =
+      r.staticMethod(c->nativeMemoryClass, "remaining", "(Ljava/nio/ByteBuffer;)[B");
+  c->siteNew = r.method(c->siteClass, "<init>", "(Ljava/lang/String;)V");
+  c->loaderForDirectory = r.staticMethod(c->loadersClass, "forDirectory",
+      "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/ClassLoader;)Ljava/lang/ClassLoader;");
+  c->loaderCreate = r.staticMethod(c->loadersClass, "create",
+      "(Ljava/lang/ClassLoader;Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;"
+      "Lcom/zorvanta/proxy/runtime/ProxySite;)Ljava/lang/Object;");
+  c->proxyVersion =
+      r.staticMethod(c->loadersClass, "version", "(Ljava/lang/Object;)Ljava/lang/String;");
+  if (!r.ok()) {
+    *why = "the Java proxy runtime jar '" + jar + "' lacks " + r.missing();
+    return ZOJNI_ERR_CREATE;
+  }
+  if (!registerNatives(env, progress.asClass(), c->nativeMemoryClass.asClass(),
+                       c->siteClass.asClass())) {
+    env->ExceptionClear();
+    *why = "the natives of the Java proxy runtime could not be registered";
+    return ZOJNI_ERR_JVM;
+  }
+  g_classes = c.release();
+  return ZOJNI_OK;
+}
+
+}  // namespace
+
+int runtimeClasses(JNIEnv* env, const RuntimeClasses** out, std::string* why) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  if (g_classes == nullptr) {
+    int status = load(env, why);
+    if (status != ZOJNI_OK) return status;
+  }
+  *out = g_classes;
+  return ZOJNI_OK;
+}
+
+const RuntimeClasses* loadedRuntimeClasses() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  return g_classes;
+}
+
+std::string proxyHome() {
+  const char* home = std::getenv("ZOH_PROXY_HOME");
+  return home != nullptr && *home != '\0' ? home : ZOH_DEFAULT_PROXY_HOME;
+}
+
+bool MethodCache::find(JNIEnv* env, jclass type, const char* name,
+                       const std::string& inputCodes, Method* out) {
+  std::string key = std::string(name) + '\0' + inputCodes;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = methods_.find(key);
+    if (it != methods_.end()) {
+      *out = it->second;
+      return out->id != nullptr;
+    }
+  }
+  std::string params = "(";
+  for (char code : inputCodes) {
+    switch (code) {
+      case 1: params += "Ljava/nio/ByteBuffer;"; break;
+      case 2: params += "Ljava/lang/Boolean;"; break;
+      case 6: params += "Ljava/lang/Integer;"; break;
+      case 7: params += "Ljava/lang/Long;"; break;
+      case 10: params += "Lcom/zorvanta/proxy/runtime/RowSet;"; break;
+      default: params += "Ljava/lang/String;"; break;
+    }
+  }
+  params += ")";
+  Method m;
+  m.id = env->GetMethodID(type, name, (params + "[Ljava/lang/Object;").c_str());
+  if (m.id == nullptr) {
+    env->ExceptionClear();
+    m.id = env->GetMethodID(type, name, (params + "V").c_str());
+    m.returnsVoid = m.id != nullptr;
+    if (m.id == nullptr) env->ExceptionClear();
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  methods_.emplace(key, m);
+  *out = m;
+  return m.id != nullptr;
+}
+
+}  // namespace zojni

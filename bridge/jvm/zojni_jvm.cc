@@ -1,0 +1,148 @@
+// The bridge operations on a real JVM.
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "call_scope.h"
+#include "class_cache.h"
+#include "exception_mapping.h"
+#include "jni_refs.h"
+#include "jvm_host.h"
+#include "proxy_loader.h"
+#include "record_conversion.h"
+#include "zojni.h"
+#include "zojni_jvm_test.h"
+
+#define ZOJNI_EXPORT __attribute__((visibility("default")))
+
+struct zojniProxy {
+  std::string name;
+  zojni::CreatedProxy created;
+  zojni::MethodCache methods;
+};
+
+namespace {
+
+constexpr int kErrorMessage = 2;
+// Room for the inputs and what converting them and the outputs needs at once.
+constexpr jint kFrameBase = 32;
+
+thread_local int t_lastCallPolls = 0;
+
+int reportCreateFailure(int status, const std::string& why) {
+  if (zojni::CreateScope* scope = zojni::CreateScope::current()) {
+    scope->message(kErrorMessage, "Java bridge: " + why);
+  }
+  return status;
+}
+
+int create(zojniProxy* base, const char* jar, const char* proxyName, const char* className,
+           ZoJniOptionRecord* options, ZoJniMessageRecord* messages, zojniProxy** out) {
+  if (out != nullptr) *out = nullptr;
+  zojni::CreateScope scope(options, messages);
+  if (jar == nullptr || className == nullptr || out == nullptr || *jar == '\0' ||
+      *className == '\0') {
+    return reportCreateFailure(ZOJNI_ERR_ARGUMENT, "a proxy needs a jar, a class and an output");
+  }
+  const char* name = proxyName != nullptr ? proxyName : "";
+  JNIEnv* env = nullptr;
+  std::string why;
+  int status = zojni::currentEnv(&env, &why);
+  if (status != ZOJNI_OK) return reportCreateFailure(status, why);
+  const zojni::RuntimeClasses* rc = nullptr;
+  status = zojni::runtimeClasses(env, &rc, &why);
+  if (status != ZOJNI_OK) return reportCreateFailure(status, why);
+  zojni::LocalFrame frame(env, kFrameBase);
+  if (!frame.ok()) {
+    env->ExceptionClear();
+    return reportCreateFailure(ZOJNI_ERR_MEMORY, "no room for JNI local references");
+  }
+  auto proxy = std::make_unique<zojniProxy>();
+  proxy->name = name;
+  status = zojni::createProxy(env, *rc, jar, name, className,
+                              base != nullptr ? base->created.loader : nullptr, &proxy->created);
+  if (status != ZOJNI_OK) return status;
+  *out = proxy.release();
+  return ZOJNI_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+ZOJNI_EXPORT int zojniProxyCreate(const char* jar, const char* proxyName, const char* className,
+                                  ZoJniOptionRecord* options, ZoJniMessageRecord* messages,
+                                  zojniProxy** out) {
+  return create(nullptr, jar, proxyName, className, options, messages, out);
+}
+
+ZOJNI_EXPORT int zojniProxyCreateFromProxy(zojniProxy* base, const char* jar,
+                                           const char* proxyName, const char* className,
+                                           ZoJniOptionRecord* options,
+                                           ZoJniMessageRecord* messages, zojniProxy** out) {
+  return create(base, jar, proxyName, className, options, messages, out);
+}
+
+ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const char* proxyName,
+                                const char* method, const char* signature, int count,
+                                zowlpParameter* params, zowlpResponse** response) {
+  if (response == nullptr) return ZOJNI_ERR_ARGUMENT;
+  *response = nullptr;
+  if (proxy == nullptr || method == nullptr || signature == nullptr || count < 0 ||
+      (count > 0 && params == nullptr)) {
+    return ZOJNI_ERR_ARGUMENT;
+  }
+  std::string inputCodes;
+  for (int i = 0; i < count; ++i) {
+    if (!zojni::isWireType(params[i].type)) return ZOJNI_ERR_INPUT_TYPE;
+    inputCodes.push_back(static_cast<char>(params[i].type));
+  }
+  for (const char* s = signature; *s != '\0'; ++s) {
+    if (!zojni::isWireType(*s)) return ZOJNI_ERR_OUTPUT_TYPE;
+  }
+  JNIEnv* env = nullptr;
+  std::string why;
+  if (zojni::currentEnv(&env, &why) != ZOJNI_OK) return ZOJNI_ERR_JVM;
+  const zojni::RuntimeClasses* rc = nullptr;
+  if (zojni::runtimeClasses(env, &rc, &why) != ZOJNI_OK) return ZOJNI_ERR_JVM;
+  zojni::LocalFrame frame(env, kFrameBase + count);
+  if (!frame.ok()) {
+    env->ExceptionClear();
+    return ZOJNI_ERR_MEMORY;
+  }
+  zojni::MethodCache::Method target;
+  if (!proxy->methods.find(env, proxy->created.type.asClass(), method, inputCodes, &target)) {
+    return ZOJNI_ERR_NO_METHOD;
+  }
+  std::vector<jvalue> args(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    int status = zojni::toJava(env, *rc, params[i], &args[static_cast<size_t>(i)].l);
+    if (status != ZOJNI_OK) return status;
+  }
+  zojni::CallScope scope(poll);
+  jobject instance = proxy->created.instance.get();
+  jobject outputs = nullptr;
+  if (target.returnsVoid) {
+    env->CallVoidMethodA(instance, target.id, args.data());
+  } else {
+    outputs = env->CallObjectMethodA(instance, target.id, args.data());
+  }
+  t_lastCallPolls = scope.polls();
+  if (env->ExceptionCheck()) return zojni::takeMethodException(env, *rc, response);
+  return zojni::toResponse(env, *rc, static_cast<jobjectArray>(outputs), signature, &scope,
+                           response);
+}
+
+ZOJNI_EXPORT zowlpRowSet* zojniProxyRowSetCreate(zojniProxy* proxy, const char* columnTypes) {
+  if (proxy == nullptr || columnTypes == nullptr) return nullptr;
+  return zowlpRowSet_create(columnTypes);
+}
+
+ZOJNI_EXPORT void zojniProxyDestroy(zojniProxy* proxy) { delete proxy; }
+
+ZOJNI_EXPORT int zojniJvmTestGlobalRefs() { return zojni::liveGlobalRefs().load(); }
+
+ZOJNI_EXPORT int zojniJvmTestLastCallPolls() { return t_lastCallPolls; }
+
+}  // extern "C"
