@@ -13,12 +13,16 @@ constexpr uint64_t kNineBase36Digits = 101559956668416ULL;  // 36^9
 
 std::atomic<uint64_t> counter{0};
 
-// Milliseconds at load time: with the process id it tells this process from an
-// earlier one that had the same id, so ids stay distinct across restarts too.
-const uint64_t startMillis = static_cast<uint64_t>(
-    std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::system_clock::now().time_since_epoch())
-        .count());
+// Milliseconds at first use: with the process id it tells this process from an
+// earlier one that had the same id, so ids stay distinct across restarts too. A
+// function-local static, so that a caller's static initialiser gets it set.
+uint64_t startMillis() {
+  static const uint64_t millis = static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(
+          std::chrono::system_clock::now().time_since_epoch())
+          .count());
+  return millis;
+}
 
 // Base 36 keeps the widest id within the 31 characters a caller's buffer allows:
 // a pid of at most 6 digits, the start time cut to 9, the counter at most 13,
@@ -43,7 +47,7 @@ char* np_uniq_s64(char* buffer) {
   // repeat its parent's ids.
   p = appendBase36(p, static_cast<uint64_t>(getpid()));
   *p++ = '-';
-  p = appendBase36(p, startMillis % kNineBase36Digits);
+  p = appendBase36(p, startMillis() % kNineBase36Digits);
   *p++ = '-';
   p = appendBase36(p, sequence);
   *p = '\0';
