@@ -11,7 +11,9 @@ namespace {
 
 using UriPtr = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
-UriPtr parse(const std::string& text) { return UriPtr(getURIFromURIString(ZobString(text.c_str()))); }
+UriPtr parse(const std::string& text) {
+  return UriPtr(getURIFromURIString(ZobString(text.c_str())));
+}
 
 std::vector<std::pair<std::string, std::string>> keyValues(ZoHadoopURI* uri) {
   std::vector<std::pair<std::string, std::string>> out;
