@@ -1,0 +1,99 @@
+#include "fs_args.h"
+
+#include <gtest/gtest.h>
+
+namespace zohtool {
+namespace {
+
+bool parse(std::vector<std::string> argv, CommandLine* line, std::string* error) {
+  return parseCommandLine(argv, line, error);
+}
+
+TEST(ParseCommandLine, GenericOptionsBeforeAndAfterTheCommandInOrder) {
+  CommandLine line;
+  std::string error;
+  ASSERT_TRUE(parse({"-D", "a=1", "-Db=x=y", "-conf", "site.xml", "ls", "-user", "alice",
+                     "/data", "-v", "-conf", "more.xml"},
+                    &line, &error))
+      << error;
+  EXPECT_EQ("ls", line.command);
+  ASSERT_EQ(2u, line.options.defines.size());
+  EXPECT_EQ(std::make_pair(std::string("a"), std::string("1")), line.options.defines[0]);
+  // Only the first '=' splits: values may hold '='.
+  EXPECT_EQ(std::make_pair(std::string("b"), std::string("x=y")), line.options.defines[1]);
+  EXPECT_EQ((std::vector<std::string>{"site.xml", "more.xml"}), line.options.confFiles);
+  EXPECT_EQ("alice", line.options.user);
+  EXPECT_TRUE(line.options.verbose);
+  EXPECT_EQ(std::vector<std::string>{"/data"}, line.args);
+}
+
+TEST(ParseCommandLine, DashedCommandNamesAndCommandSwitches) {
+  CommandLine line;
+  std::string error;
+  ASSERT_TRUE(parse({"-rm", "-r", "-f", "/a", "-r", "/b"}, &line, &error)) << error;
+  EXPECT_EQ("rm", line.command);
+  EXPECT_EQ((std::vector<std::string>{"-r", "-f"}), line.flags);  // repeated once
+  EXPECT_TRUE(hasFlag(line, "-f"));
+  EXPECT_FALSE(hasFlag(line, "-R"));
+  EXPECT_EQ((std::vector<std::string>{"/a", "/b"}), line.args);
+
+  ASSERT_TRUE(parse({"mkdir", "-p", "/x"}, &line, &error));
+  EXPECT_TRUE(hasFlag(line, "-p"));
+  ASSERT_TRUE(parse({"test", "-e", "/x"}, &line, &error));
+  EXPECT_EQ(std::vector<std::string>{"-e"}, line.flags);
+}
+
+TEST(ParseCommandLine, DoubleDashAndLoneDashAreOperands) {
+  CommandLine line;
+  std::string error;
+  ASSERT_TRUE(parse({"put", "-", "--", "-odd-name"}, &line, &error)) << error;
+  EXPECT_EQ((std::vector<std::string>{"-", "-odd-name"}), line.args);
+  EXPECT_TRUE(line.flags.empty());
+}
+
+TEST(ParseCommandLine, HelpNeedsNoCommand) {
+  CommandLine line;
+  std::string error;
+  ASSERT_TRUE(parse({"--help"}, &line, &error));
+  EXPECT_TRUE(line.options.help);
+  ASSERT_TRUE(parse({"ls", "-h"}, &line, &error));
+  EXPECT_TRUE(line.options.help);
+}
+
+TEST(ParseCommandLine, Rejections) {
+  struct Case {
+    std::vector<std::string> argv;
+    const char* errorPart;
+  };
+  const Case cases[] = {
+      {{}, "no command"},
+      {{"-v"}, "no command"},
+      {{"frobnicate", "/x"}, "unknown command 'frobnicate'"},
+      {{"-frobnicate"}, "unknown command or option '-frobnicate'"},
+      {{"-D", "novalue", "ls"}, "-D expects key=value, got 'novalue'"},
+      {{"-D=1", "ls"}, "-D expects key=value"},
+      {{"ls", "-D"}, "-D needs a value"},
+      {{"ls", "-conf"}, "-conf needs a value"},
+      {{"-user", "", "ls"}, "-user needs a name"},
+      {{"ls", "-p"}, "ls: unknown option '-p'"},
+      {{"mv", "-f", "a", "b"}, "mv: unknown option '-f'"},
+  };
+  for (const auto& c : cases) {
+    CommandLine line;
+    std::string error;
+    EXPECT_FALSE(parse(c.argv, &line, &error)) << c.errorPart;
+    EXPECT_NE(std::string::npos, error.find(c.errorPart)) << error;
+  }
+}
+
+TEST(CommandSwitches, EveryKnownCommandAndNoOther) {
+  for (const char* name : {"ls", "mkdir", "put", "get", "cat", "rm", "mv", "test", "stat",
+                           "copyFromLocal", "copyToLocal"})
+    EXPECT_TRUE(isKnownCommand(name)) << name;
+  EXPECT_FALSE(isKnownCommand("LS"));
+  EXPECT_FALSE(isKnownCommand("chmod"));
+  EXPECT_TRUE(commandSwitches("chmod").empty());
+}
+
+}  // namespace
+}  // namespace zohtool
