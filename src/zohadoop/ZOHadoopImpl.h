@@ -117,6 +117,9 @@ void zohClearParams(zowlpParameter* params, int count);
 // Fills one input record.
 void zohSetObject(zowlpParameter* p, int64_t handle, bool present = true);
 void zohSetString(zowlpParameter* p, const ZobString& text, bool present = true);
+// The record keeps a pointer into the text, so a temporary would leave it
+// dangling before the call is made.
+void zohSetString(zowlpParameter* p, ZobString&& text, bool present = true) = delete;
 void zohSetBool(zowlpParameter* p, bool value);
 void zohSetInt(zowlpParameter* p, int32_t value);
 void zohSetBytes(zowlpParameter* p, const char* data, int length);

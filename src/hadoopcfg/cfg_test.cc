@@ -1,0 +1,146 @@
+// The configuration object: what its operations send and how it ends.
+#include <gmock/gmock.h>
+
+#include "hadoopcfg/ZOHadoopCfgImpl.h"
+#include "zohadoop/core_test_support.h"
+
+using ::testing::ElementsAre;
+using Table = std::vector<std::vector<std::optional<std::string>>>;
+
+namespace {
+
+class CfgTest : public CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    bridge().answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(77)}));
+    hadoop_ = makeInstance();
+    ZobString err;
+    cfg_ = static_cast<ZOHadoopCfgImpl*>(hadoop_->createConfiguration(&err));
+    ASSERT_NE(cfg_, nullptr) << err.str();
+    ASSERT_EQ(cfg_->getObject(), 77);
+  }
+
+  InstanceOwner hadoop_;
+  ZOHadoopCfgImpl* cfg_ = nullptr;
+};
+
+TEST_F(CfgTest, UserRecordSendsAnEmptyPasswordAsNull) {
+  ZobString err("stale");
+  ASSERT_TRUE(cfg_->setUserPass("", "", &err));
+  EXPECT_TRUE(err.isNull());
+  ScriptedCall sent = *bridge().lastCallTo("CfgSetUser");
+  EXPECT_EQ(sent.proxyName, "HadoopClient");
+  EXPECT_EQ(sent.signature, "");
+  EXPECT_THAT(sent.inputs, ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString(""),
+                                       ScriptedValue::ofNull(WLP_TYPE_STRING)));
+  EXPECT_EQ(sent.inputs[1].length, 0);
+
+  ASSERT_TRUE(cfg_->setUserPass("alice", "s3cret", &err));
+  sent = *bridge().lastCallTo("CfgSetUser");
+  EXPECT_THAT(sent.inputs,
+              ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString("alice"),
+                          ScriptedValue::ofString("s3cret")));
+
+  bridge().answer("CfgSetUser", ScriptedAnswer::javaError(5, "denied"));
+  EXPECT_FALSE(cfg_->setUserPass("bob", "", &err));
+  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
+  ZobString err("stale");
+  ZobString keys[] = {"dfs.replication", "empty.value"};
+  ZobString values[] = {"2", ""};
+  ASSERT_TRUE(cfg_->setKeyValues(2, keys, values, &err));
+  EXPECT_TRUE(err.isNull());
+  ScriptedCall sent = *bridge().lastCallTo("CfgSetKeyValues");
+  ASSERT_EQ(sent.inputs.size(), 2u);
+  EXPECT_EQ(sent.inputs[0], ScriptedValue::ofObject(77));
+  EXPECT_EQ(sent.inputs[1].type, WLP_TYPE_ROWSET);
+  EXPECT_EQ(sent.inputs[1].columnTypes, HADOOP_CFG_SETKEYVALUES_OPTIONS_COLS);
+  EXPECT_EQ(sent.inputs[1].stringTable(),
+            (Table{{"dfs.replication", "2"}, {"empty.value", ""}}));
+
+  ZobString files[] = {"core-site.xml", "hdfs-site.xml"};
+  ASSERT_TRUE(cfg_->addResourceFiles(2, files, &err));
+  ASSERT_TRUE(cfg_->addResourceFile("yarn-site.xml", &err));
+  ASSERT_TRUE(cfg_->setKeyValue("k", "v", &err));
+  std::vector<ScriptedCall> resources = bridge().callsTo("CfgAddResourceFiles");
+  ASSERT_EQ(resources.size(), 2u);
+  EXPECT_EQ(resources[0].inputs[1].columnTypes, HADOOP_CFG_ADDRESOURCEFILES_FILES_COLS);
+  EXPECT_EQ(resources[0].inputs[1].stringTable(),
+            (Table{{"core-site.xml"}, {"hdfs-site.xml"}}));
+  EXPECT_EQ(resources[1].inputs[1].stringTable(), (Table{{"yarn-site.xml"}}));
+  EXPECT_EQ(bridge().lastCallTo("CfgSetKeyValues")->inputs[1].stringTable(),
+            (Table{{"k", "v"}}));
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(CfgTest, CountZeroSendsNothingAndLeavesTheErrorAlone) {
+  ZobString err("left alone");
+  EXPECT_TRUE(cfg_->setKeyValues(0, nullptr, nullptr, &err));
+  EXPECT_TRUE(cfg_->addResourceFiles(0, nullptr, &err));
+  EXPECT_EQ(err.str(), "left alone");
+  EXPECT_EQ(bridge().rowSetCreations().size(), 0u);
+  EXPECT_EQ(bridge().callCount("CfgSetKeyValues"), 0);
+  EXPECT_EQ(bridge().callCount("CfgAddResourceFiles"), 0);
+}
+
+TEST_F(CfgTest, RowSetFailuresEndTheOperationWithoutACall) {
+  ZobString err;
+  ZobString keys[] = {"a", "b", "c"};
+  bridge().failAddRowAt(1, 1, WLP_ERR_MEMORY);
+  EXPECT_FALSE(cfg_->setKeyValues(3, keys, keys, &err));
+  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+  EXPECT_NE(err.str().find(std::to_string(WLP_ERR_MEMORY)), std::string::npos);
+  EXPECT_EQ(bridge().callCount("CfgSetKeyValues"), 0);
+
+  bridge().failRowSetCreate(2);
+  EXPECT_FALSE(cfg_->addResourceFiles(3, keys, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_NE(err.str().find("(RowSet)"), std::string::npos);
+  EXPECT_EQ(bridge().callCount("CfgAddResourceFiles"), 0);
+
+  bridge().answer("CfgAddResourceFiles", ScriptedAnswer::status(ZOJNI_ERR_JVM));
+  EXPECT_FALSE(cfg_->addResourceFiles(1, keys, &err));
+  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(CfgTest, LifeIsLoggedUnderOneIdAndTheJavaObjectReleased) {
+  const std::string id = cfg_->id().str();
+  EXPECT_FALSE(id.empty());
+  cfg_->release();
+  cfg_ = nullptr;
+  EXPECT_THAT(log_.of("ZO.Hadoop.Configuration"),
+              ElementsAre("2 Created Hadoop instance " + id + ".",
+                          "2 Destroying Hadoop instance " + id + ".",
+                          "2 Completed destruction of Hadoop instance " + id + "."));
+  for (const CapturedLine& line : log_.lines()) {
+    if (line.logger == "ZO.Hadoop.Configuration") {
+      EXPECT_EQ(line.file, "src/hadoopcfg");
+    }
+  }
+  EXPECT_THAT(bridge().lastCallTo("CfgRelease")->inputs,
+              ElementsAre(ScriptedValue::ofObject(77)));
+  // Released by its caller, so the instance has nothing left to end.
+  hadoop_.reset();
+  EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
+}
+
+TEST_F(CfgTest, FailedJavaReleaseIsLoggedAndDestructionGoesOn) {
+  bridge().answer("CfgRelease", ScriptedAnswer::javaError(9, "already gone"));
+  const std::string id = cfg_->id().str();
+  log_.clear();
+  cfg_->release();
+  const std::vector<std::string> lines = log_.of("ZO.Hadoop.Configuration");
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0], "2 Destroying Hadoop instance " + id + ".");
+  EXPECT_EQ(lines[1].rfind("3 [Hadoop Client 1725]", 0), 0u) << lines[1];
+  EXPECT_NE(lines[1].find("already gone"), std::string::npos);
+  EXPECT_EQ(lines[2], "2 Completed destruction of Hadoop instance " + id + ".");
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,242 @@
+// The call path: error texts, response ownership, polling, row-set helpers and
+// calls that run beside each other.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "zohadoop/core_test_support.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+using ResponseOwner = std::unique_ptr<zowlpResponse, ZowlpResponseDeleter>;
+using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
+
+class CallTest : public CoreTest {
+ protected:
+  bool call(ZOHadoopImpl* hadoop, const char* method, zowlpResponse** response,
+            ZobString* err, HadoopPollStatus* poll = nullptr,
+            const char* signature = JAVA_PROXY_EMPTY_SIG) {
+    return hadoop->callWrapper(poll, "HadoopClient", method, signature, 0, nullptr,
+                               response, err);
+  }
+};
+
+class RecordingPoll : public HadoopPollStatus {
+ public:
+  int pollInterval() override { return 250; }
+  bool poll(int64_t done, int64_t total, const char* phase) override {
+    seen.push_back(std::to_string(done) + "/" + std::to_string(total) + " " +
+                   (phase ? phase : "(null)"));
+    return done < 10;
+  }
+  std::vector<std::string> seen;
+};
+
+TEST_F(CallTest, FirstCallAcquiresTheProxyAndReturnsTheOutputs) {
+  bridge().answer("HDFSExists", ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}));
+  InstanceOwner hadoop = makeInstance();
+  zowlpResponse* response = reinterpret_cast<zowlpResponse*>(0x1);
+  ZobString err;
+  ASSERT_TRUE(call(hadoop.get(), "HDFSExists", &response, &err, nullptr,
+                   HADOOP_HDFS_EXISTS_SIG_OUT));
+  ResponseOwner owned(response);
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient", "call HDFSExists"));
+  int count = 0;
+  zowlpParameter* outputs = nullptr;
+  ASSERT_EQ(zowlpResponse_parameters(response, &count, &outputs), 0);
+  EXPECT_EQ(outputs[0].value.boolean, 1);
+}
+
+TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
+  bridge().answerSequence("Work", {ScriptedAnswer::javaError(42, "it broke"),
+                                   ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD),
+                                   ScriptedAnswer::javaError(43, "kept")});
+  InstanceOwner hadoop = makeInstance();
+  zowlpResponse* response = nullptr;
+  ZobString err;
+
+  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
+  EXPECT_EQ(response, nullptr);
+  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
+  EXPECT_NE(err.str().find("Work"), std::string::npos);
+  EXPECT_NE(err.str().find("42"), std::string::npos);
+  EXPECT_NE(err.str().find("it broke"), std::string::npos);
+
+  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
+  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_NE(err.str().find("Work"), std::string::npos);
+  EXPECT_NE(err.str().find("3"), std::string::npos);
+
+  // Without an error argument the response is the caller's to destroy.
+  EXPECT_FALSE(call(hadoop.get(), "Work", &response, nullptr));
+  ASSERT_NE(response, nullptr);
+  int code = 0;
+  EXPECT_EQ(zowlpError_code(response, &code), 0);
+  EXPECT_EQ(code, 43);
+  zowlpResponse_destroy(response);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(CallTest, ProxyFailureMakesNoCall) {
+  bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{2, "no proxy"}}));
+  InstanceOwner hadoop = makeInstance();
+  zowlpResponse* response = reinterpret_cast<zowlpResponse*>(0x1);
+  ZobString err;
+  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
+  EXPECT_EQ(response, nullptr);
+  EXPECT_EQ(err.str(), "no proxy");
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient"));
+}
+
+TEST_F(CallTest, ExplicitProxyFormStillAcquiresTheMainProxyFirst) {
+  InstanceOwner hadoop = makeInstance();
+  zowlpResponse* response = nullptr;
+  ZobString err;
+  // A null proxy is what the Pig path would pass before its own exists; the
+  // bridge refuses it, but only after the main proxy was made.
+  EXPECT_FALSE(hadoop->callWrapper(nullptr, nullptr, "HadoopPigClient", "Wait",
+                                   JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err));
+  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient", "call Wait"));
+}
+
+TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
+  bridge().answer("Run", ScriptedAnswer::outputs({})
+                             .poll(1, 100, std::string("map"))
+                             .poll(50, -1, std::nullopt));
+  InstanceOwner hadoop = makeInstance();
+  RecordingPoll poll;
+  zowlpResponse* response = nullptr;
+  ZobString err;
+  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err, &poll));
+  ResponseOwner owned(response);
+  EXPECT_THAT(poll.seen, ElementsAre("1/100 map", "50/-1 (null)"));
+  ScriptedCall made = *bridge().lastCallTo("Run");
+  EXPECT_TRUE(made.pollGiven);
+  EXPECT_EQ(made.pollValue, 250);
+  ASSERT_EQ(made.polls.size(), 2u);
+  EXPECT_EQ(made.polls[0].answer, 1);
+  EXPECT_EQ(made.polls[1].answer, 0);
+
+  // No poll status: no record, and the scripted polls are not made.
+  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err));
+  ResponseOwner second(response);
+  made = *bridge().lastCallTo("Run");
+  EXPECT_FALSE(made.pollGiven);
+  EXPECT_TRUE(made.polls.empty());
+}
+
+TEST_F(CallTest, BuildTextJoinsFirstColumnsWithNewlines) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->getProxy("", &err));
+  RowSetOwner rows(hadoop->createRowSet("\x0b\x0b", &err));
+  ASSERT_TRUE(rows);
+  const ZobString lines[][2] = {{"one", "x"}, {"", "y"}, {"three", "z"}};
+  for (const auto& line : lines) {
+    zowlpParameter row[2];
+    zohClearParams(row, 2);
+    zohSetString(&row[0], line[0]);
+    zohSetString(&row[1], line[1]);
+    ASSERT_EQ(zowlpRowSet_addRow(rows.get(), row), 0);
+  }
+  ZobString text("stale");
+  ASSERT_TRUE(hadoop->buildText(rows.get(), &text, &err));
+  EXPECT_EQ(text.str(), "one\n\nthree");
+
+  RowSetOwner empty(hadoop->createRowSet("\x0b", &err));
+  ASSERT_TRUE(hadoop->buildText(empty.get(), &text, &err));
+  EXPECT_EQ(text.str(), "");
+  EXPECT_FALSE(text.isNull());
+
+  RowSetOwner broken(hadoop->createRowSet("\x0b", &err));
+  const ZobString line("line");
+  for (int i = 0; i < 3; ++i) {
+    zowlpParameter row[1];
+    zohClearParams(row, 1);
+    zohSetString(&row[0], line);
+    ASSERT_EQ(zowlpRowSet_addRow(broken.get(), row), 0);
+  }
+  zowlpRowSet_testFailNextRowAt(broken.get(), 1, WLP_ERR_MEMORY);
+  text = ZobString("kept");
+  EXPECT_FALSE(hadoop->buildText(broken.get(), &text, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos);
+  EXPECT_EQ(text.str(), "kept");
+}
+
+TEST_F(CallTest, RowSetRefusedByTheBridgeIsReported) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->getProxy("", &err));
+  bridge().failRowSetCreate(1);
+  EXPECT_EQ(hadoop->createRowSet("\x0b", &err), nullptr);
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_NE(err.str().find("(RowSet)"), std::string::npos);
+}
+
+TEST_F(CallTest, WireHelpersFillRecordsAsTheBridgeReadsThem) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString empty("");
+  ZobString text("héllo");
+  const char bytes[] = {'a', '\0', 'b'};
+  zowlpParameter params[7];
+  zohClearParams(params, 7);
+  zohSetObject(&params[0], 0, false);
+  zohSetString(&params[1], empty);
+  zohSetString(&params[2], text);
+  zohSetString(&params[3], text, false);
+  zohSetBool(&params[4], true);
+  zohSetInt(&params[5], -7);
+  zohSetBytes(&params[6], bytes, 3);
+  EXPECT_EQ(params[1].length, 0);
+  EXPECT_EQ(params[2].length, 6);
+  zowlpResponse* response = nullptr;
+  ZobString err;
+  ASSERT_TRUE(hadoop->callWrapper(nullptr, "HadoopClient", "Echo", JAVA_PROXY_EMPTY_SIG,
+                                  7, params, &response, &err));
+  ResponseOwner owned(response);
+  const ScriptedCall made = *bridge().lastCallTo("Echo");
+  EXPECT_THAT(made.inputs,
+              ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT), ScriptedValue::ofString(""),
+                          ScriptedValue::ofString("héllo"),
+                          ScriptedValue::ofNull(WLP_TYPE_STRING),
+                          ScriptedValue::ofBool(true),
+                          ScriptedValue::ofInt(-7),
+                          ScriptedValue::ofBytes(std::string(bytes, 3))));
+  EXPECT_EQ(made.inputs[4].rawBoolean, 1);
+}
+
+// A call blocked inside the bridge must not hold the instance lock: another
+// thread's call on the same instance completes meanwhile.
+TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
+  InstanceOwner hadoop = makeInstance();
+  std::shared_ptr<ScriptedGate> gate = bridge().gate("Slow");
+  bool slowDone = false;
+  std::thread slow([&] {
+    zowlpResponse* response = nullptr;
+    ZobString err;
+    slowDone = call(hadoop.get(), "Slow", &response, &err);
+    if (response) zowlpResponse_destroy(response);
+  });
+  ASSERT_TRUE(gate->waitInside(1, std::chrono::seconds(10)));
+
+  zowlpResponse* response = nullptr;
+  ZobString err;
+  EXPECT_TRUE(call(hadoop.get(), "Fast", &response, &err));
+  if (response) zowlpResponse_destroy(response);
+  const ScriptedCall slowCall = bridge().callsTo("Slow").at(0);
+  EXPECT_EQ(slowCall.status, -1);  // still inside the bridge
+  EXPECT_EQ(bridge().lastCallTo("Fast")->status, 0);
+
+  gate->release();
+  slow.join();
+  EXPECT_TRUE(slowDone);
+  EXPECT_EQ(bridge().creations().size(), 1u);
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+// The instance: factory, properties, the child registry and the order in which
+// an instance ends.
+#include <gmock/gmock.h>
+
+#include "ZOHadoopCfg.h"
+#include "hadoopcfg/ZOHadoopCfgImpl.h"
+#include "zob_lock.h"
+#include "zohadoop/core_test_support.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+class InstanceTest : public CoreTest {};
+
+TEST_F(InstanceTest, FactoryReportsLockFailureAndLogsTheHalfMadeInstanceEnd) {
+  zoLockTestFailCreate(1);
+  ZobString err;
+  EXPECT_EQ(zoHadoopCreate(&err), nullptr);
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_NE(err.str().find("(Hadoop lock)"), std::string::npos) << err.str();
+  EXPECT_THAT(log_.of("ZO.Hadoop"),
+              ElementsAre("2 Destroying Hadoop instance.",
+                          "2 Completed destruction of Hadoop instance."));
+  EXPECT_TRUE(bridge().eventLog().empty());
+}
+
+TEST_F(InstanceTest, PropertiesMatchWithoutCaseAndCloseOnceTheProxyIsHeld) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString err("stale");
+  ASSERT_TRUE(hadoop->setProperty("my.setting", "first", &err));
+  EXPECT_TRUE(err.isNull());
+  ASSERT_TRUE(hadoop->setProperty("MY.Setting", "second", &err));
+
+  ZobString value;
+  ASSERT_TRUE(hadoop->getProperty("MY.SETTING", &value));
+  EXPECT_EQ(value.str(), "second");
+  value = ZobString("stale");
+  EXPECT_FALSE(hadoop->getProperty("other", &value));
+  EXPECT_TRUE(value.isNull());
+
+  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
+  ASSERT_NE(cfg, nullptr) << err.str();
+  EXPECT_FALSE(hadoop->setProperty("my.setting", "third", &err));
+  EXPECT_EQ(err.str(),
+            "Failed to set property 'my.setting' due to the proxy already being held.");
+  ASSERT_TRUE(hadoop->getProperty("my.setting", &value));
+  EXPECT_EQ(value.str(), "second");
+  EXPECT_FALSE(hadoop->setProperty("new.one", "x", &err));
+  EXPECT_FALSE(hadoop->getProperty("new.one", &value));
+}
+
+// Children still need the proxy while they end, so they go first, newest first,
+// and a child released by its caller is not ended a second time.
+TEST_F(InstanceTest, ReleaseEndsRemainingChildrenNewestFirstBeforeTheProxy) {
+  bridge().answerSequence("CreateConfig",
+                          {ScriptedAnswer::outputs({ScriptedValue::ofObject(101)}),
+                           ScriptedAnswer::outputs({ScriptedValue::ofObject(102)}),
+                           ScriptedAnswer::outputs({ScriptedValue::ofObject(103)}),
+                           ScriptedAnswer::outputs({ScriptedValue::ofObject(104)})});
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ZOHadoopCfg* first = hadoop->createConfiguration(&err);
+  ZOHadoopCfg* second = hadoop->createConfiguration(&err);
+  ZOHadoopCfg* third = hadoop->createConfiguration(&err);
+  ZOHadoopCfg* fourth = hadoop->createConfiguration(&err);
+  ASSERT_TRUE(first && second && third && fourth);
+
+  second->release();
+  hadoop.reset();
+
+  std::vector<int64_t> released;
+  for (const ScriptedCall& call : bridge().callsTo("CfgRelease")) {
+    released.push_back(call.inputs.at(0).object);
+  }
+  EXPECT_THAT(released, ElementsAre(102, 104, 103, 101));
+  std::vector<std::string> events = bridge().eventLog();
+  ASSERT_FALSE(events.empty());
+  EXPECT_EQ(events.back(), "destroy HadoopClient");
+  EXPECT_EQ(bridge().callCount("CfgRelease"), 4);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+
+  std::vector<std::string> instanceLog = log_.of("ZO.Hadoop");
+  EXPECT_THAT(instanceLog, ElementsAre("2 Destroying Hadoop instance.",
+                                       "2 Completed destruction of Hadoop instance."));
+}
+
+TEST_F(InstanceTest, ChildWhoseInitFailsIsDeletedAndNeverRegistered) {
+  bridge().answerSequence("CreateConfig",
+                          {ScriptedAnswer::javaError(12, "no configuration today"),
+                           ScriptedAnswer::unreadable()});
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
+  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
+  EXPECT_NE(err.str().find("CreateConfig"), std::string::npos);
+  EXPECT_NE(err.str().find("no configuration today"), std::string::npos);
+
+  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_NE(err.str().find("(Config Object)"), std::string::npos);
+
+  // Both half-made configurations logged their whole life already.
+  EXPECT_EQ(log_.of("ZO.Hadoop.Configuration").size(), 6u);
+  hadoop.reset();
+  EXPECT_EQ(bridge().callCount("CfgRelease"), 0);
+  EXPECT_EQ(log_.of("ZO.Hadoop.Configuration").size(), 6u);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(InstanceTest, InstanceThatNeverHeldTheProxyDestroysNoProxy) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->setProperty("a", "b", &err));
+  hadoop.reset();
+  EXPECT_TRUE(bridge().eventLog().empty());
+}
+
+TEST_F(InstanceTest, FailedProxyAcquisitionMakesNoChildAndIsRetried) {
+  bridge().onCreateNth("HadoopClient", 1,
+                       ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{2, "no JVM"}}));
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
+  EXPECT_EQ(err.str(), "no JVM");
+  EXPECT_EQ(bridge().callCount("CreateConfig"), 0);
+  EXPECT_EQ(hadoop->mainProxy(), nullptr);
+  // Properties stay writable while no proxy is held.
+  EXPECT_TRUE(hadoop->setProperty("a", "b", &err));
+
+  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
+  ASSERT_NE(cfg, nullptr) << err.str();
+  EXPECT_TRUE(err.isNull());
+  EXPECT_EQ(bridge().creations().size(), 2u);
+}
+
+}  // namespace

@@ -1,0 +1,204 @@
+// Acquisition of the main proxy and the option and message callbacks.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <thread>
+
+#include "zob_options.h"
+#include "zohadoop/core_test_support.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+class ProxyTest : public CoreTest {
+ protected:
+  std::string createdDirectory(size_t i = 0) const {
+    return bridge().creations().at(i).optionDirectory;
+  }
+};
+
+TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
+  {
+    InstanceOwner hadoop = makeInstance();
+    ZobString err;
+    ASSERT_TRUE(hadoop->getProxy("", &err));
+    EXPECT_TRUE(err.isNull());
+    EXPECT_EQ(createdDirectory(), "hadoop");
+    EXPECT_EQ(hadoop->proxyDirectory().str(), "hadoop");
+    const ScriptedCreation created = bridge().creations().at(0);
+    EXPECT_EQ(created.jar, "zox-proxy-hadoop.jar");
+    EXPECT_EQ(created.proxyName, "HadoopClient");
+    EXPECT_EQ(created.className, "com.zorvanta.proxy.hadoop.HadoopClientJPC");
+    EXPECT_FALSE(created.fromProxy);
+    EXPECT_EQ(created.options.directoryGiven, 0);
+  }
+  {
+    InstanceOwner hadoop = makeInstance();
+    ZobString err;
+    ASSERT_TRUE(hadoop->setProperty("hadoop_java_proxy_dir_name", "x", &err));
+    ASSERT_TRUE(hadoop->getProxy("", &err));
+    EXPECT_EQ(createdDirectory(1), "x");
+  }
+  {
+    InstanceOwner hadoop = makeInstance();
+    ZobString err;
+    ASSERT_TRUE(hadoop->setProperty("HADOOP_JAVA_PROXY_DIR_NAME", "x", &err));
+    ASSERT_TRUE(hadoop->getProxy("explicit", &err));
+    EXPECT_EQ(createdDirectory(2), "explicit");
+  }
+}
+
+TEST_F(ProxyTest, HeldProxyAcceptsOnlyItsOwnDirectoryCaseSensitively) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->getProxy("hadoop", &err));
+  EXPECT_TRUE(hadoop->getProxy("hadoop", &err));
+  EXPECT_TRUE(hadoop->getProxy("", &err));
+  EXPECT_FALSE(hadoop->getProxy("Hadoop", &err));
+  EXPECT_EQ(err.str(),
+            "Failed to acquire proxy (Hadoop) due to the proxy already being held with "
+            "a different proxy directory (hadoop).");
+  EXPECT_EQ(bridge().creations().size(), 1u);
+}
+
+// Errors are collected in order; information and warnings only reach the log.
+TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
+  bridge().onCreate(ScriptedCreateScript::failing(
+      ZOJNI_ERR_CREATE,
+      {{2, "first error"}, {0, "just saying"}, {3, "second error"}, {1, "careful"},
+       {2, "third error"}}));
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  EXPECT_FALSE(hadoop->getProxy("dir", &err));
+  EXPECT_EQ(err.str(), "first error\nsecond error\nthird error");
+  EXPECT_EQ(hadoop->mainProxy(), nullptr);
+  EXPECT_THAT(log_.of("ZO.Hadoop"),
+              ElementsAre("5 first error", "2 just saying", "5 second error",
+                          "3 careful", "5 third error"));
+  for (const ScriptedMessage& report : bridge().creations().at(0).reports) {
+    EXPECT_EQ(report.result, 0);
+  }
+
+  // An error text already there is extended, not replaced; the stored
+  // directory is used again by the retry.
+  bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{7, "again"}}));
+  err = ZobString("earlier");
+  EXPECT_FALSE(hadoop->getProxy(hadoop->proxyDirectory(), &err));
+  EXPECT_EQ(err.str(), "earlier\nagain");
+  EXPECT_EQ(createdDirectory(1), "dir");
+
+  // No error message: the text is left as it was.
+  bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_JVM, {{1, "warning"}}));
+  err = ZobString("untouched");
+  EXPECT_FALSE(hadoop->getProxy("", &err));
+  EXPECT_EQ(err.str(), "untouched");
+}
+
+TEST_F(ProxyTest, OptionAnswersInTheirOrderOfPrecedence) {
+  ZobConfigOptions* platform = zobGetConfigOptions("");
+  ASSERT_NE(platform, nullptr);
+  platform->setOption("core.test.platform", "from platform");
+  platform->setOption("core.test.shadowed", "from platform");
+  platform->setOption("core.test.both", "from platform");
+  bridge().onCreate(ScriptedCreateScript::asking(
+      {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION",
+       "java_proxy/directory", "CORE.TEST.PROPERTY", "core.test.both",
+       "core.test.platform", "core.test.shadowed", "core.test.missing"}));
+
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->setProperty("core.test.property", "from property", &err));
+  ASSERT_TRUE(hadoop->setProperty("core.test.both", "property wins", &err));
+  // An empty property hides the platform option of the same name.
+  ASSERT_TRUE(hadoop->setProperty("core.test.shadowed", "", &err));
+  ASSERT_TRUE(hadoop->getProxy("the/dir", &err));
+  platform->removeOption("core.test.platform");
+  platform->removeOption("core.test.shadowed");
+  platform->removeOption("core.test.both");
+
+  std::vector<std::string> answers;
+  for (const ScriptedOptionAsk& ask : bridge().creations().at(0).asks) {
+    answers.push_back(std::to_string(ask.status) + " " + ask.value);
+    if (ask.status == 0) {
+      EXPECT_TRUE(ask.terminated) << ask.name;
+      EXPECT_EQ(ask.length, static_cast<int>(ask.value.size())) << ask.name;
+    }
+  }
+  EXPECT_THAT(answers, ElementsAre("0 the/dir", "1 ", "0 HadoopClient", "1 ",
+                                   "0 from property", "0 property wins",
+                                   "0 from platform", "1 ", "1 "));
+}
+
+TEST_F(ProxyTest, OptionBufferGrowsToTheLongestAnswerAndIsReused) {
+  bridge().onCreate(ScriptedCreateScript::asking(
+      {"ten.chars", "five.chars", "ten.chars"}));
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->setProperty("ten.chars", "0123456789", &err));
+  ASSERT_TRUE(hadoop->setProperty("five.chars", "abcde", &err));
+  ASSERT_TRUE(hadoop->getProxy("", &err));
+
+  const std::vector<ScriptedOptionAsk> asks = bridge().creations().at(0).asks;
+  ASSERT_EQ(asks.size(), 3u);
+  EXPECT_EQ(asks[0].length, 10);
+  EXPECT_EQ(asks[0].value, "0123456789");
+  EXPECT_EQ(asks[1].length, 5);
+  EXPECT_EQ(asks[1].value, "abcde");
+  EXPECT_TRUE(asks[1].terminated);
+  EXPECT_EQ(asks[2].value, "0123456789");
+  for (const ScriptedOptionAsk& ask : asks) {
+    EXPECT_EQ(ask.status, 0);
+    EXPECT_EQ(ask.valuePointer, asks[0].valuePointer) << ask.name;
+  }
+}
+
+TEST_F(ProxyTest, DerivedProxyHangsOffTheMainOneWithItsOwnDirectoryAsk) {
+  InstanceOwner hadoop = makeInstance();
+  ZobString err;
+  ASSERT_TRUE(hadoop->getProxy("", &err));
+  zojniProxy* pig = hadoop->getProxy(true, "zox-proxy-pig.jar", "HadoopPigClient",
+                                     "com.zorvanta.proxy.pig.HadoopPigClientJPC",
+                                     "pig", &err);
+  ASSERT_NE(pig, nullptr);
+  const std::vector<ScriptedCreation> made = bridge().creations();
+  ASSERT_EQ(made.size(), 2u);
+  EXPECT_TRUE(made[1].fromProxy);
+  EXPECT_EQ(made[1].baseId, made[0].proxyId);
+  ASSERT_EQ(made[1].asks.size(), 2u);
+  EXPECT_EQ(made[1].asks[0].value, "pig");
+  EXPECT_EQ(made[1].asks[1].value, "HadoopPigClient");
+  zojniProxyDestroy(pig);
+}
+
+// Two threads that need the proxy at the same time: one creates it, the other
+// waits on the instance lock and then finds it held.
+TEST_F(ProxyTest, ConcurrentFirstCallsCreateTheMainProxyOnce) {
+  bridge().onCreate(ScriptedCreateScript::from([](ScriptedCreateContext& create) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    create.askOption("JAVA_PROXY/DIRECTORY");
+    return ZOJNI_OK;
+  }));
+  InstanceOwner hadoop = makeInstance();
+  auto callOnce = [&hadoop](bool* ok) {
+    zowlpResponse* response = nullptr;
+    ZobString err;
+    *ok = hadoop->callWrapper(nullptr, "HadoopClient", "Ping", JAVA_PROXY_EMPTY_SIG, 0,
+                              nullptr, &response, &err);
+    if (response) zowlpResponse_destroy(response);
+  };
+  bool ok1 = false, ok2 = false;
+  std::thread t1(callOnce, &ok1);
+  std::thread t2(callOnce, &ok2);
+  t1.join();
+  t2.join();
+  EXPECT_TRUE(ok1);
+  EXPECT_TRUE(ok2);
+  EXPECT_EQ(bridge().creations().size(), 1u);
+  EXPECT_EQ(bridge().callCount("Ping"), 2);
+  for (const ScriptedCall& call : bridge().calls()) {
+    EXPECT_EQ(call.proxyId, bridge().creations().at(0).proxyId);
+  }
+}
+
+}  // namespace
