@@ -1,0 +1,296 @@
+// What a MapReduce job sends when it runs, and how it reads the answers.
+#include "ZOHadoopMapReduce.h"
+#include "hadoopmr/job_test_support.h"
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr int64_t kJob = 41;
+
+class MapReduceRunTest : public JobTest {
+ protected:
+  void SetUp() override {
+    JobTest::SetUp();
+    bridge().answer("CreateMapReduce", ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
+    bridge().answer("MapReduceWait", waitAnswer(true, {"job done"}));
+  }
+
+  ZOHadoopMapReduce* makeJob(ZOHadoopCfg* cfg = nullptr) {
+    ZobString err;
+    ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg, &err);
+    EXPECT_NE(job, nullptr) << err.str();
+    return job;
+  }
+
+  // The property row set of the last "MapReduceRun".
+  static ScriptedValue lastDescription() {
+    std::optional<ScriptedCall> call = bridge().lastCallTo("MapReduceRun");
+    EXPECT_TRUE(call.has_value());
+    if (!call) return ScriptedValue();
+    EXPECT_EQ(call->count, 2);
+    return call->inputs.at(1);
+  }
+};
+
+TEST_F(MapReduceRunTest, JobWithoutDescriptionSendsNullRowSetAndMakesNone) {
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err;
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+
+  EXPECT_THAT(bridge().methodsCalled(),
+              ElementsAre("CreateMapReduce", "MapReduceRun", "MapReduceWait"));
+  EXPECT_THAT(bridge().rowSetCreations(), IsEmpty());
+  const ScriptedCall create = *bridge().lastCallTo("CreateMapReduce");
+  EXPECT_EQ(create.proxyName, "HadoopClient");
+  ASSERT_EQ(create.count, 1);
+  EXPECT_EQ(create.inputs[0], ScriptedValue::ofNull(WLP_TYPE_OBJECT));
+  EXPECT_EQ(create.signature, HADOOP_CREATECONFIG_SIG_OUT);
+
+  const ScriptedCall start = *bridge().lastCallTo("MapReduceRun");
+  EXPECT_EQ(start.inputs.at(0), ScriptedValue::ofObject(kJob));
+  EXPECT_EQ(start.inputs.at(1), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+  EXPECT_EQ(start.signature, HADOOP_MAPREDUCE_RUN_SIG_OUT);
+  const ScriptedCall wait = *bridge().lastCallTo("MapReduceWait");
+  ASSERT_EQ(wait.count, 1);
+  EXPECT_EQ(wait.inputs[0], ScriptedValue::ofObject(kJob));
+  EXPECT_EQ(wait.signature, HADOOP_MAPREDUCE_WAIT_SIG_OUT);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(MapReduceRunTest, DeleteOutputAloneIsOneRowWithNullValue) {
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err;
+  ASSERT_TRUE(job->run(nullptr, nullptr, true, &err)) << err.str();
+
+  const ScriptedValue rows = lastDescription();
+  EXPECT_EQ(rows.columnTypes, HADOOP_MAPREDUCE_RUN_PROPS_COLS);
+  EXPECT_EQ(rows.stringTable(),
+            (StringTable{{"HADOOP_MAPREDUCE_DELETE_OUTPUT", std::nullopt}}));
+  EXPECT_EQ(rows.rows.at(0).at(0).length, 30);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+// Properties go first in key order whatever the call order, then the delete-output
+// row, then paths and jars as added, duplicates included.
+TEST_F(MapReduceRunTest, DescriptionRowsComeInTheirFourGroups) {
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err("stale");
+  job->addJar("lib/second.jar", &err);
+  job->addInputPath("/in/a", &err);
+  ASSERT_TRUE(job->setProperty("HADOOP_MAPREDUCE_PATH_OUTPUT", "/out", &err));
+  EXPECT_TRUE(err.isNull());
+  job->addInputPath("/in/a", &err);
+  job->setProperty("hadoop_mapreduce_class_map", "org.example.FirstMapper", &err);
+  job->setProperty("HADOOP_MAPREDUCE_NUM_REDUCERS", "", &err);
+  job->setProperty("HADOOP_MAPREDUCE_CLASS_MAP", "org.example.Mapper", &err);
+  job->addJar("lib/first.jar", &err);
+  job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "org.example.Combiner", &err);
+  ASSERT_TRUE(job->run(nullptr, nullptr, true, &err)) << err.str();
+
+  const ScriptedValue rows = lastDescription();
+  EXPECT_EQ(rows.stringTable(),
+            (StringTable{
+                {"HADOOP_MAPREDUCE_CLASS_COMBINER", "org.example.Combiner"},
+                {"hadoop_mapreduce_class_map", "org.example.Mapper"},
+                {"HADOOP_MAPREDUCE_NUM_REDUCERS", std::nullopt},
+                {"HADOOP_MAPREDUCE_PATH_OUTPUT", "/out"},
+                {"HADOOP_MAPREDUCE_DELETE_OUTPUT", std::nullopt},
+                {"HADOOP_MAPREDUCE_PATH_INPUT", "/in/a"},
+                {"HADOOP_MAPREDUCE_PATH_INPUT", "/in/a"},
+                {"HADOOP_MAPREDUCE_JAR", "lib/second.jar"},
+                {"HADOOP_MAPREDUCE_JAR", "lib/first.jar"},
+            }));
+  EXPECT_EQ(rows.rows.at(5).at(0).length, 27);
+  EXPECT_EQ(rows.rows.at(7).at(0).length, 20);
+  EXPECT_EQ(rows.rows.at(0).at(1).length,
+            static_cast<int>(std::string("org.example.Combiner").size()));
+}
+
+TEST_F(MapReduceRunTest, JobObjectIsMadeFromTheConfigurationOnlyOnce) {
+  ZOHadoopCfg* cfg = makeConfiguration(17);
+  ZOHadoopMapReduce* job = makeJob(cfg);
+  EXPECT_EQ(bridge().callCount("CreateMapReduce"), 0);
+
+  ZobString err;
+  job->addInputPath("/in/one", &err);
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+  job->addJar("extra.jar", &err);
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+
+  EXPECT_EQ(bridge().callCount("CreateMapReduce"), 1);
+  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce")->inputs.at(0), ScriptedValue::ofObject(17));
+  // The second run sends the whole description again with what was added since.
+  EXPECT_EQ(lastDescription().stringTable(),
+            (StringTable{{"HADOOP_MAPREDUCE_PATH_INPUT", "/in/one"},
+                         {"HADOOP_MAPREDUCE_JAR", "extra.jar"}}));
+  for (const ScriptedCall& call : bridge().callsTo("MapReduceWait")) {
+    EXPECT_EQ(call.inputs.at(0), ScriptedValue::ofObject(kJob));
+  }
+}
+
+TEST_F(MapReduceRunTest, StartAndFinalTextsReachTheSinkInOrder) {
+  bridge().answer("MapReduceRun", textRows({"job_1 submitted", "tracking url"}));
+  bridge().answer("MapReduceWait", waitAnswer(true, {"map 100%", "reduce 100%"}));
+  ZOHadoopMapReduce* job = makeJob();
+  RecordingText text;
+  ZobString err;
+  ASSERT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
+  EXPECT_THAT(text.texts, ElementsAre("start: job_1 submitted\ntracking url",
+                                      "final: map 100%\nreduce 100%"));
+}
+
+TEST_F(MapReduceRunTest, FailedJobPutsItsTextIntoErrWithOrWithoutSink) {
+  bridge().answer("MapReduceWait", waitAnswer(false, {"Job failed", "task 3 lost"}));
+  ZOHadoopMapReduce* job = makeJob();
+  RecordingText text;
+  ZobString err;
+  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
+  EXPECT_EQ(err.str(), "Job failed\ntask 3 lost");
+  EXPECT_THAT(text.texts, ElementsAre("start: "));
+
+  err = ZobString();
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
+  EXPECT_EQ(err.str(), "Job failed\ntask 3 lost");
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+// A start row set that cannot be read shows whether the response was touched.
+TEST_F(MapReduceRunTest, StartResponseIsReadOnlyForASink) {
+  ScriptedValue broken = rows({"started"});
+  broken.failingNextRowAt(0, WLP_ERR_MEMORY);
+  bridge().answer("MapReduceRun", ScriptedAnswer::outputs({broken}));
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err;
+  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+
+  RecordingText text;
+  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_THAT(text.texts, IsEmpty());
+  EXPECT_EQ(bridge().callCount("MapReduceWait"), 1);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(MapReduceRunTest, UnreadableStartResponseIsPassedOver) {
+  bridge().answer("MapReduceRun", ScriptedAnswer::unreadable());
+  ZOHadoopMapReduce* job = makeJob();
+  RecordingText text;
+  ZobString err;
+  EXPECT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
+  EXPECT_THAT(text.texts, ElementsAre("final: job done"));
+}
+
+TEST_F(MapReduceRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
+  bridge().answerSequence("MapReduceWait",
+                          {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable()});
+  ZOHadoopMapReduce* job = makeJob();
+  RecordingText text;
+  ZobString err;
+  EXPECT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
+  EXPECT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
+  EXPECT_THAT(text.texts, ElementsAre("start: ", "start: "));
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(MapReduceRunTest, UnreadableWaitTextFailsTheRun) {
+  ScriptedValue broken = rows({"line one", "line two"});
+  broken.failingNextRowAt(1, WLP_ERR_MEMORY);
+  bridge().answer("MapReduceWait",
+                  ScriptedAnswer::outputs({ScriptedValue::ofBool(true), broken}));
+  ZOHadoopMapReduce* job = makeJob();
+  RecordingText text;
+  ZobString err;
+  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_THAT(text.texts, ElementsAre("start: "));
+}
+
+TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
+  bridge().answerSequence("CreateMapReduce",
+                          {ScriptedAnswer::javaError(7, "no such cluster"),
+                           ScriptedAnswer::unreadable(),
+                           ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)})});
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err;
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
+  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("no such cluster"));
+
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("(MapReduce Object)"));
+  EXPECT_EQ(bridge().callCount("MapReduceRun"), 0);
+
+  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+  EXPECT_EQ(bridge().callCount("CreateMapReduce"), 3);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(MapReduceRunTest, RowSetProblemsEndTheRunBeforeAnyStartCall) {
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err;
+  job->setProperty("HADOOP_MAPREDUCE_CLASS_MAP", "M", &err);
+  job->addInputPath("/in", &err);
+  job->addJar("a.jar", &err);
+
+  // Row 2 is the first input path: a failure past the first group still stops.
+  bridge().failAddRowAt(1, 2, WLP_ERR_TYPE);
+  EXPECT_FALSE(job->run(nullptr, nullptr, true, &err));
+  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr(std::to_string(WLP_ERR_TYPE)));
+
+  bridge().failRowSetCreate(2);
+  EXPECT_FALSE(job->run(nullptr, nullptr, true, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+
+  EXPECT_EQ(bridge().callCount("MapReduceRun"), 0);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(MapReduceRunTest, FailedStartCallSkipsTheWait) {
+  bridge().answer("MapReduceRun", ScriptedAnswer::javaError(3, "bad mapper class"));
+  ZOHadoopMapReduce* job = makeJob();
+  job->setProperty("HADOOP_MAPREDUCE_CLASS_MAP", "Nope", nullptr);
+  RecordingText text;
+  ZobString err;
+  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
+  EXPECT_THAT(err.str(), HasSubstr("bad mapper class"));
+  EXPECT_EQ(bridge().callCount("MapReduceWait"), 0);
+  EXPECT_THAT(text.texts, IsEmpty());
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(MapReduceRunTest, FailedWaitCallReportsTheCall) {
+  bridge().answer("MapReduceWait", ScriptedAnswer::status(ZOJNI_ERR_JVM));
+  ZOHadoopMapReduce* job = makeJob();
+  ZobString err;
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
+  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("MapReduceWait"));
+}
+
+// The poll status travels with the run and stop calls only.
+TEST_F(MapReduceRunTest, PollStatusGoesWithRunWaitAndStopOnly) {
+  ZOHadoopMapReduce* job = makeJob();
+  FixedPoll poll;
+  ZobString err;
+  ASSERT_TRUE(job->run(&poll, nullptr, false, &err)) << err.str();
+  ASSERT_TRUE(job->stop(&poll, &err)) << err.str();
+  job->release();
+
+  std::vector<std::string> polled;
+  for (const ScriptedCall& call : bridge().calls()) {
+    polled.push_back(call.method + (call.pollGiven ? " 250" : " -"));
+    if (call.pollGiven) {
+      EXPECT_EQ(call.pollValue, 250);
+    }
+  }
+  EXPECT_THAT(polled, ElementsAre("CreateMapReduce -", "MapReduceRun 250",
+                                  "MapReduceWait 250", "MapReduceStop 250",
+                                  "MapReduceRelease -"));
+}
+
+}  // namespace

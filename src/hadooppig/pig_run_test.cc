@@ -1,0 +1,260 @@
+// What a Pig run sends, and how it reads the answers of "RunCommands" and "Wait".
+#include <memory>
+
+#include "ZOHadoopPig.h"
+#include "hadoopmr/job_test_support.h"
+#include "hadooppig/ZOHadoopPigImpl.h"
+#include "zob_options.h"
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr int64_t kRun = 900;
+
+struct OptionsReleaser {
+  void operator()(ZobConfigOptions* options) const { options->release(); }
+};
+using OptionsOwner = std::unique_ptr<ZobConfigOptions, OptionsReleaser>;
+
+class PigRunTest : public JobTest {
+ protected:
+  void SetUp() override {
+    JobTest::SetUp();
+    bridge().answer("RunCommands", started(kRun, {"run started"}));
+    bridge().answer("Wait", waitAnswer(true, {"Success!"}));
+  }
+
+  static ScriptedAnswer started(int64_t run, const std::vector<std::string>& lines) {
+    return ScriptedAnswer::outputs({ScriptedValue::ofObject(run), rows(lines)});
+  }
+
+  ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr) {
+    ZobString err;
+    ZOHadoopPig* pig = hadoop_->createPig(cfg, "", &err);
+    EXPECT_NE(pig, nullptr) << err.str();
+    return pig;
+  }
+
+  static ScriptedCall lastRun() {
+    std::optional<ScriptedCall> call = bridge().lastCallTo("RunCommands");
+    EXPECT_TRUE(call.has_value());
+    return call ? *call : ScriptedCall();
+  }
+  static StringTable parametersSent() { return lastRun().inputs.at(2).stringTable(); }
+};
+
+TEST_F(PigRunTest, NothingToSendTravelsAsNulls) {
+  ZOHadoopPig* pig = makePig();
+  ZobString err;
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err)) << err.str();
+
+  const ScriptedCall run = lastRun();
+  EXPECT_EQ(run.proxyName, "HadoopPigClient");
+  EXPECT_EQ(run.signature, HADOOP_PIG_RUNCOMMANDS_SIG_OUT);
+  EXPECT_THAT(run.inputs, ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT),
+                                      ScriptedValue::ofNull(WLP_TYPE_STRING),
+                                      ScriptedValue::ofNull(WLP_TYPE_ROWSET),
+                                      ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
+  EXPECT_THAT(bridge().rowSetCreations(), IsEmpty());
+  const ScriptedCall wait = *bridge().lastCallTo("Wait");
+  EXPECT_EQ(wait.signature, HADOOP_PIG_WAIT_SIG_OUT);
+  EXPECT_THAT(wait.inputs, ElementsAre(ScriptedValue::ofObject(kRun)));
+  EXPECT_EQ(wait.proxyId, run.proxyId);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(PigRunTest, ConfigurationAndCommandsGoFirst) {
+  ZOHadoopCfg* cfg = makeConfiguration(17);
+  ZOHadoopPig* pig = makePig(cfg);
+  const std::string script = "A = LOAD 'in' AS (x:int);\nDUMP A;";
+  ZobString err;
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err))
+      << err.str();
+  const ScriptedCall run = lastRun();
+  EXPECT_EQ(run.inputs.at(0), ScriptedValue::ofObject(17));
+  EXPECT_EQ(run.inputs.at(1), ScriptedValue::ofString(script));
+  EXPECT_EQ(run.inputs.at(1).length, static_cast<int>(script.size()));
+}
+
+TEST_F(PigRunTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
+  ZOHadoopPig* pig = makePig();
+  ZobString err("untouched");
+  EXPECT_TRUE(pig->setParameter("Name", "a", &err));
+  EXPECT_TRUE(pig->setParameter("NAME", "b", &err));
+  EXPECT_TRUE(pig->setParameter("empty", "", &err));
+  EXPECT_TRUE(pig->setParameter("Alpha", "1", &err));
+  EXPECT_TRUE(pig->registerJar("z.jar", &err));
+  EXPECT_TRUE(pig->registerJar("a.jar", &err));
+  EXPECT_TRUE(pig->registerJar("z.jar", &err));
+  EXPECT_EQ(err.str(), "untouched");
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+
+  const ScriptedCall run = lastRun();
+  EXPECT_EQ(run.inputs.at(2).columnTypes, HADOOP_PIG_RUNCOMMANDS_ARGS_COLS);
+  EXPECT_EQ(run.inputs.at(2).stringTable(),
+            (StringTable{{"Alpha", "1"}, {"empty", std::nullopt}, {"Name", "b"}}));
+  EXPECT_EQ(run.inputs.at(3).columnTypes, HADOOP_PIG_RUNCOMMANDS_JARS_COLS);
+  EXPECT_EQ(run.inputs.at(3).stringTable(),
+            (StringTable{{"z.jar"}, {"a.jar"}, {"z.jar"}}));
+  // Both row sets belong to the client's own proxy, not the main one.
+  for (const ScriptedRowSetCreation& made : bridge().rowSetCreations()) {
+    EXPECT_EQ(made.proxyId, run.proxyId);
+  }
+  EXPECT_EQ(bridge().rowSetCreations().size(), 2u);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(PigRunTest, OptionsOverrideParametersAndStayForLaterRuns) {
+  ZOHadoopPig* pig = makePig();
+  ZobString err;
+  pig->setParameter("input", "/from/parameter", &err);
+  pig->setParameter("keep", "k", &err);
+  OptionsOwner options(zobCreateConfigOptions());
+  ASSERT_NE(options, nullptr);
+  options->setOption("INPUT", "/from/option");
+  options->setOption("extra", "e");
+
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err)) << err.str();
+  const StringTable expected{{"extra", "e"}, {"input", "/from/option"}, {"keep", "k"}};
+  EXPECT_EQ(parametersSent(), expected);
+  options.reset();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  EXPECT_EQ(parametersSent(), expected);
+}
+
+TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWait) {
+  bridge().answer("RunCommands", started(kRun, {"job_7 started", "2 stages"}));
+  bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
+  ZOHadoopPig* pig = makePig();
+  RecordingText text;
+  FixedPoll poll;
+  ZobString err;
+  ASSERT_TRUE(pig->runCommands(&poll, &text, "x", nullptr, &err)) << err.str();
+  EXPECT_THAT(text.texts, ElementsAre("start: job_7 started\n2 stages",
+                                      "final: Success!\n2 files written"));
+  EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
+  EXPECT_EQ(bridge().lastCallTo("RunCommands")->pollValue, 250);
+  EXPECT_EQ(bridge().lastCallTo("Wait")->pollValue, 250);
+
+  // A later run replaces the handle that stop and wait use.
+  bridge().answer("RunCommands", started(901, {}));
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "y", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(901));
+  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(901));
+}
+
+TEST_F(PigRunTest, FailedRunPutsTheProxyTextIntoErrWithOrWithoutSink) {
+  bridge().answer("Wait", waitAnswer(false, {"ERROR 1000: parse error", "line 1"}));
+  ZOHadoopPig* pig = makePig();
+  RecordingText text;
+  ZobString err;
+  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
+  EXPECT_EQ(err.str(), "ERROR 1000: parse error\nline 1");
+  EXPECT_THAT(text.texts, ElementsAre("start: run started"));
+
+  err = ZobString();
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_EQ(err.str(), "ERROR 1000: parse error\nline 1");
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+// A start text that cannot be read shows whether it was built.
+TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
+  ScriptedValue broken = rows({"started"});
+  broken.failingNextRowAt(0, WLP_ERR_MEMORY);
+  bridge().answer("RunCommands",
+                  ScriptedAnswer::outputs({ScriptedValue::ofObject(kRun), broken}));
+  ZOHadoopPig* pig = makePig();
+  ZobString err;
+  EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
+
+  RecordingText text;
+  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_EQ(bridge().callCount("Wait"), 1);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
+  ZOHadoopPig* pig = makePig();
+  ZobString err;
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+
+  // No response: the previous run's handle stays and is waited on.
+  bridge().answer("RunCommands", ScriptedAnswer::noResponse());
+  RecordingText text;
+  ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(kRun));
+  EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
+
+  bridge().answer("RunCommands", ScriptedAnswer::unreadable());
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("(MapReduce Object)"));
+
+  bridge().answer("RunCommands", ScriptedAnswer::javaError(11, "no cluster"));
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_THAT(err.str(), HasSubstr("no cluster"));
+  EXPECT_EQ(bridge().callCount("Wait"), 2);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
+TEST_F(PigRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
+  bridge().answerSequence("Wait", {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
+                                   ScriptedAnswer::status(ZOJNI_ERR_JVM)});
+  ZOHadoopPig* pig = makePig();
+  RecordingText text;
+  ZobString err;
+  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
+  EXPECT_THAT(text.texts, ElementsAre("start: run started", "start: run started"));
+  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+}
+
+TEST_F(PigRunTest, RowSetProblemsEndTheRunBeforeAnyCall) {
+  ZOHadoopPig* pig = makePig();
+  ZobString err;
+  pig->registerJar("udf.jar", &err);
+
+  bridge().failRowSetCreate(1);
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("(Jars RowSet)"));
+
+  pig->setParameter("p", "v", &err);
+  bridge().failRowSetCreate(2);
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_THAT(err.str(), HasSubstr("(Args RowSet)"));
+
+  // Row set 3 carries the parameters, row set 4 the jars.
+  bridge().failRowSetCreate(4);
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_THAT(err.str(), HasSubstr("(Jars RowSet)"));
+
+  // Row set 5: the parameters, whose second row is the merged option.
+  bridge().failAddRowAt(5, 1, WLP_ERR_MEMORY);
+  OptionsOwner options(zobCreateConfigOptions());
+  options->setOption("q", "w");
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err));
+  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+
+  // Row set 6 holds the parameters again, row set 7 the jars.
+  bridge().failAddRowAt(7, 0, WLP_ERR_TYPE);
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+
+  EXPECT_EQ(bridge().callCount("RunCommands"), 0);
+  EXPECT_EQ(wireObjectsLeft(), 0);
+
+  // What a failed run merged in is still there for the next one.
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  EXPECT_EQ(parametersSent(), (StringTable{{"p", "v"}, {"q", "w"}}));
+}
+
+}  // namespace
