@@ -101,8 +101,9 @@ bool HdfsSession::stat(const FsTarget& target, EntryInfo* entry, bool* found,
   entry->path = target.display();
   entry->name = baseName(path);
   const std::string parent = parentPath(path);
-  if (parent.empty()) {
-    // The root has no parent to list it; all there is to know is its kind.
+  if (parent.empty() || entry->name == "." || entry->name == "..") {
+    // The root has no parent to list it, and "." and ".." are not listed by
+    // name; all there is to know is their kind.
     entry->isDir = true;
     entry->hasDate = false;
     *found = true;
@@ -196,7 +197,8 @@ bool listDirectory(const FsTarget& target, std::vector<EntryInfo>* entries,
   while (listing->next()) {
     EntryInfo e;
     e.name = entryBaseName(text(listing->getName()));
-    e.path = joinPath(target.display(), e.name);
+    // Entries of the working directory print as bare names, as a shell's do.
+    e.path = target.display() == "." ? e.name : joinPath(target.display(), e.name);
     e.isDir = listing->isDir();
     e.size = listing->getSize();
     e.modMillis = static_cast<int64_t>(listing->getTimestampLong());
