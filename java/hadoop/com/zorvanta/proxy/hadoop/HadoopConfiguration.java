@@ -146,7 +146,20 @@ final class HadoopConfiguration {
       factory.setFeature("http://apache.org/xml/features/disallow-doctype-decl", true);
       factory.setExpandEntityReferences(false);
       factory.setIgnoringComments(true);
-      return factory.newDocumentBuilder();
+      DocumentBuilder builder = factory.newDocumentBuilder();
+      // The default handler prints to the process's stderr; the caller gets the error instead.
+      builder.setErrorHandler(new org.xml.sax.helpers.DefaultHandler() {
+        @Override
+        public void error(SAXParseException e) throws SAXException {
+          throw e;
+        }
+
+        @Override
+        public void fatalError(SAXParseException e) throws SAXException {
+          throw e;
+        }
+      });
+      return builder;
     } catch (ParserConfigurationException e) {
       throw new ProxyException(ProxyException.GENERAL, "The JDK's XML parser is not usable", e);
     }
