@@ -23,7 +23,8 @@
 //     call's signature): one output per signature code, each typed and null
 //     (present 0). This holds for the empty signature too (a response with no
 //     outputs, which the caller must destroy);
-//   - zojniProxyRowSetCreate makes a real zowlpRowSet with the given columns.
+//   - zojniProxyRowSetCreate makes a real zowlpRowSet with the given columns
+//     (null, recorded, for a null or unknown proxy or columns the wire refuses).
 //
 // Checks the bridge makes before any script runs (each recorded like any call):
 //   - null or unknown (never created, or already destroyed) proxy, null method,
