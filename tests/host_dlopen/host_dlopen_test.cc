@@ -1,0 +1,193 @@
+// A host's view of the library: load it with dlopen, find the two entry points
+// by their plain names and the factory by its decorated one, then write and
+// read back a file and walk a directory through an in-memory HDFS.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ZOHadoop.h"
+#include "ZOHadoopCfg.h"
+#include "ZOHadoopHDFS.h"
+#include "ZOHadoopIO.h"
+#include "hadoopbaseio/memory_hdfs.h"
+#include "scripted_bridge.h"
+#include "zob_uri.h"
+#include "zowlp.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+using RawFactory = decltype(&createRawIO);
+using ListingFactory = decltype(&createDirectoryListing);
+using InstanceFactory = ZOHadoop* (*)(ZobString*);
+
+// The Itanium C++ name of zoHadoopCreate(ZobString*).
+const char kDecoratedFactory[] = "_Z14zoHadoopCreateP9ZobString";
+
+class Library {
+ public:
+  Library() : handle_(dlopen(ZOH_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL)) {}
+  ~Library() {
+    if (handle_) dlclose(handle_);
+  }
+  void* handle() const { return handle_; }
+  template <class F>
+  F find(const char* name) const {
+    return reinterpret_cast<F>(dlsym(handle_, name));
+  }
+
+ private:
+  void* handle_;
+};
+
+class HostTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { library_ = new Library(); }
+  static void TearDownTestSuite() {
+    delete library_;
+    library_ = nullptr;
+  }
+
+  void SetUp() override {
+    ASSERT_NE(library_->handle(), nullptr) << dlerror();
+    bridge().reset();
+    fs_.install(bridge());
+    liveProxies_ = bridge().liveProxies();
+    liveWire_ = zowlpTestLiveObjects();
+    createRaw_ = library_->find<RawFactory>("createRawIO");
+    createListing_ = library_->find<ListingFactory>("createDirectoryListing");
+    ASSERT_NE(createRaw_, nullptr);
+    ASSERT_NE(createListing_, nullptr);
+  }
+  void TearDown() override {
+    EXPECT_EQ(bridge().liveProxies(), liveProxies_);
+    EXPECT_EQ(zowlpTestLiveObjects(), liveWire_);
+  }
+
+  static ScriptedBridge& bridge() { return ScriptedBridge::instance(); }
+
+  static ZoHadoopURI* parse(const char* text) {
+    ZoHadoopURI* uri = getURIFromURIString(ZobString(text));
+    EXPECT_NE(uri, nullptr) << text;
+    return uri;
+  }
+
+  // Writes `content` in pieces of `piece` bytes through a raw stream.
+  void writeFile(const char* text, const std::string& content, size_t piece) {
+    ZoHadoopURI* uri = parse(text);
+    ZobString err;
+    ZobIORaw* raw = createRaw_(uri, &err);
+    ASSERT_NE(raw, nullptr);
+    int bufferSize = 0, reserved = 0;
+    ASSERT_TRUE(raw->open(ZOB_TXTFILE_WRITE, 0, &bufferSize, &reserved))
+        << raw->getErrorMessage().str();
+    for (size_t at = 0; at < content.size(); at += piece) {
+      const int n = static_cast<int>(std::min(piece, content.size() - at));
+      ASSERT_EQ(raw->putBytes(content.data() + at, n), n) << raw->getErrorMessage().str();
+    }
+    EXPECT_TRUE(raw->close()) << raw->getErrorMessage().str();
+    raw->release();
+    uri->destroy();
+  }
+
+  std::string readFile(const char* text, int minBytes, int maxBytes) {
+    ZoHadoopURI* uri = parse(text);
+    ZobString err;
+    ZobIORaw* raw = createRaw_(uri, &err);
+    int bufferSize = 0, reserved = 0;
+    std::string content;
+    if (raw->open(ZOB_TXTFILE_READ, 0, &bufferSize, &reserved)) {
+      const char* data = nullptr;
+      int n;
+      while ((n = raw->getBytes(&data, minBytes, maxBytes)) > 0) content.append(data, n);
+      EXPECT_EQ(n, 0) << raw->getErrorMessage().str();
+      EXPECT_TRUE(raw->close());
+    } else {
+      ADD_FAILURE() << raw->getErrorMessage().str();
+    }
+    raw->release();
+    uri->destroy();
+    return content;
+  }
+
+  static Library* library_;
+  MemoryHdfs fs_;
+  RawFactory createRaw_ = nullptr;
+  ListingFactory createListing_ = nullptr;
+
+ private:
+  int liveProxies_ = 0;
+  int liveWire_ = 0;
+};
+
+Library* HostTest::library_ = nullptr;
+
+TEST_F(HostTest, EntryPointsArePlainNamesAndTheFactoryIsDecorated) {
+  EXPECT_NE(library_->find<InstanceFactory>(kDecoratedFactory), nullptr);
+  EXPECT_EQ(library_->find<void*>("zoHadoopCreate"), nullptr);
+  EXPECT_NE(library_->find<void*>("zox_build_version"), nullptr);
+}
+
+TEST_F(HostTest, AFileWrittenThroughOneStreamReadsBackThroughAnother) {
+  fs_.directories.insert("/user/host");
+  std::string content;
+  for (int i = 0; i < 5000; ++i) content += "line " + std::to_string(i) + "\n";
+  writeFile("hdfs://nn:8020/user/host/report.txt?buffer-size=4096", content, 1000);
+  ASSERT_EQ(fs_.files["/user/host/report.txt"], content);
+  for (size_t i = 0; i + 1 < fs_.writes.size(); ++i) EXPECT_EQ(fs_.writes[i], 4096);
+  EXPECT_TRUE(fs_.open.empty());
+
+  EXPECT_EQ(readFile("hdfs://nn:8020/user/host/report.txt", 1, 8192), content);
+  fs_.readLimits = {700};
+  EXPECT_EQ(readFile("hdfs://nn:8020/user/host/report.txt", 3000, 5000), content);
+  EXPECT_TRUE(fs_.open.empty());
+}
+
+TEST_F(HostTest, ADirectoryWalkSeesEntriesAndSizes) {
+  fs_.directories = {"/user/host", "/user/host/sub"};
+  fs_.files["/user/host/a.txt"] = "12345";
+  fs_.files["/user/host/b.txt"] = "";
+  ZoHadoopURI* uri = parse("hdfs://nn:8020/user/host");
+  ZobString err;
+  ZobDirectoryListing* listing = createListing_(nullptr, uri, 0, &err);
+  uri->destroy();
+  ASSERT_NE(listing, nullptr) << err.str();
+  std::vector<std::string> seen;
+  while (listing->next()) {
+    seen.push_back(listing->getFullPathName().str() + (listing->isDir() ? "/" : "") + " " +
+                   std::to_string(listing->getSize()));
+  }
+  listing->release();
+  EXPECT_THAT(seen,
+              ElementsAre("/user/host/sub/ 0", "/user/host/a.txt 5", "/user/host/b.txt 0"));
+
+  uri = parse("hdfs://nn:8020/user/nobody");
+  EXPECT_EQ(createListing_(nullptr, uri, 0, &err), nullptr);
+  EXPECT_NE(err.str().find("Not a directory"), std::string::npos) << err.str();
+  uri->destroy();
+}
+
+TEST_F(HostTest, TheFactoryGivesAWorkingInstance) {
+  auto create = library_->find<InstanceFactory>(kDecoratedFactory);
+  ASSERT_NE(create, nullptr);
+  bridge().answer("HDFSExists", ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}));
+  ZobString err;
+  ZOHadoop* hadoop = create(&err);
+  ASSERT_NE(hadoop, nullptr) << err.str();
+  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
+  ASSERT_NE(cfg, nullptr) << err.str();
+  ZOHadoopHDFS* hdfs = hadoop->createHDFS(cfg, &err);
+  ASSERT_NE(hdfs, nullptr) << err.str();
+  bool answer = false;
+  EXPECT_TRUE(hdfs->exists(nullptr, "/user", &answer, &err));
+  EXPECT_TRUE(answer);
+  hadoop->release();
+  EXPECT_EQ(bridge().callCount("HDFSRelease"), 1);
+  EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
+}
+
+}  // namespace
