@@ -1,0 +1,383 @@
+// zohadoop-fs run as a user runs it, through the JVM bridge and the
+// reference proxies, on files in a temporary directory.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include "child_process.h"
+
+namespace zohtool {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+std::string readLocal(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void writeLocal(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+bool localExists(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0;
+}
+
+bool localIsDir(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+// Bytes with zeros and every other value, so that text handling would show.
+std::string binaryContent(size_t size) {
+  std::string data(size, '\0');
+  uint32_t state = 12345;
+  for (auto& c : data) {
+    state = state * 1103515245u + 12345u;
+    c = static_cast<char>(state >> 23);
+  }
+  return data;
+}
+
+class FsTool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/zohadoop-fs-test-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(pattern));
+    dir_ = pattern;
+  }
+  void TearDown() override {
+    const std::string command = "rm -rf '" + dir_ + "'";
+    ASSERT_EQ(0, std::system(command.c_str()));
+  }
+
+  ChildResult fs(std::vector<std::string> args, const std::string& input = "",
+                 std::vector<std::pair<std::string, std::string>> env = {}) {
+    ChildOptions options;
+    options.cwd = dir_;
+    options.input = input;
+    options.env = std::move(env);
+    options.unset = {"ZO_LOG_LEVEL", "ZO_LOG_FILE"};
+    return runChild(ZOH_FS_TOOL, args, options);
+  }
+
+  std::string path(const std::string& relative) const { return dir_ + "/" + relative; }
+  std::string uri(const std::string& relative) const { return "file://" + path(relative); }
+
+  std::string dir_;
+};
+
+// A run that must succeed quietly.
+#define EXPECT_OK(result)                                 \
+  do {                                                    \
+    const ChildResult& r_ = (result);                     \
+    EXPECT_EQ(0, r_.status) << "stderr: " << r_.err;      \
+    EXPECT_EQ("", r_.err);                                \
+  } while (0)
+
+TEST_F(FsTool, HelpAndUsage) {
+  const ChildResult help = fs({"--help"});
+  EXPECT_EQ(0, help.status);
+  EXPECT_EQ("", help.err);
+  EXPECT_THAT(help.out, StartsWith("Usage: zohadoop-fs [generic options] <command>"));
+  for (const char* name : {"ls", "mkdir [-p]", "put", "get", "cat", "rm", "mv", "test -e|", "stat [format]",
+                           "copyFromLocal", "copyToLocal", "-D key=value", "-conf", "-user",
+                           "--verbose"})
+    EXPECT_THAT(help.out, HasSubstr(name));
+
+  const ChildResult none = fs({});
+  EXPECT_EQ(2, none.status);
+  EXPECT_EQ("", none.out);
+  EXPECT_THAT(none.err, HasSubstr("no command given"));
+
+  const ChildResult unknown = fs({"chmod", "755", "/x"});
+  EXPECT_EQ(2, unknown.status);
+  EXPECT_THAT(unknown.err, HasSubstr("unknown command 'chmod'"));
+
+  const ChildResult missingOperand = fs({"mv", "only-one"});
+  EXPECT_EQ(2, missingOperand.status);
+  EXPECT_THAT(missingOperand.err, HasSubstr("Usage: zohadoop-fs mv src dst"));
+}
+
+TEST_F(FsTool, PutListCatGetRoundTripOnPlainPaths) {
+  const std::string content = binaryContent(300 * 1024 + 17);
+  writeLocal(path("local.bin"), content);
+  EXPECT_OK(fs({"mkdir", "-p", path("d/sub")}));
+  EXPECT_TRUE(localIsDir(path("d/sub")));
+
+  EXPECT_OK(fs({"put", "local.bin", path("d/data.bin")}));
+  EXPECT_EQ(content, readLocal(path("d/data.bin")));
+
+  const ChildResult again = fs({"put", "local.bin", path("d/data.bin")});
+  EXPECT_EQ(1, again.status);
+  EXPECT_EQ("put: `" + path("d/data.bin") + "': File exists\n", again.err);
+  writeLocal(path("other.bin"), "short");
+  EXPECT_OK(fs({"put", "-f", "other.bin", path("d/data.bin")}));
+  EXPECT_EQ("short", readLocal(path("d/data.bin")));
+  EXPECT_OK(fs({"put", "-f", "local.bin", path("d/data.bin")}));
+
+  const ChildResult ls = fs({"ls", "d"});
+  EXPECT_OK(ls);
+  const std::string date = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}";
+  EXPECT_TRUE(std::regex_match(
+      ls.out, std::regex("Found 2 items\n"
+                         "-[-?rwx]{9} " + std::to_string(content.size()) + " " + date +
+                         " d/data.bin\n"
+                         "d[-?rwx]{9} +0 " + date + " d/sub\n")))
+      << ls.out;
+
+  const ChildResult cat = fs({"cat", path("d/data.bin")});
+  EXPECT_OK(cat);
+  EXPECT_EQ(content, cat.out);
+
+  EXPECT_OK(fs({"get", path("d/data.bin"), "back.bin"}));
+  EXPECT_EQ(content, readLocal(path("back.bin")));
+  EXPECT_FALSE(localExists(path("back.bin._COPYING_")));
+  const ChildResult clash = fs({"get", path("d/data.bin"), "back.bin"});
+  EXPECT_EQ(1, clash.status);
+  EXPECT_THAT(clash.err, HasSubstr("`back.bin': File exists"));
+  // Into a directory: under the source's name.
+  ASSERT_EQ(0, mkdir(path("into").c_str(), 0755));
+  EXPECT_OK(fs({"get", path("d/data.bin"), "into"}));
+  EXPECT_EQ(content, readLocal(path("into/data.bin")));
+}
+
+TEST_F(FsTool, UrisWithItemsAndStandardInput) {
+  EXPECT_OK(fs({"put", "-", uri("in.txt?buffer-size=7")}, "line one\nline two\n"));
+  EXPECT_EQ("line one\nline two\n", readLocal(path("in.txt")));
+
+  const ChildResult cat = fs({"-cat", uri("in.txt") + "?buffer-size=3"});
+  EXPECT_OK(cat);
+  EXPECT_EQ("line one\nline two\n", cat.out);
+
+  const ChildResult ls = fs({"ls", uri("")});
+  EXPECT_OK(ls);
+  EXPECT_THAT(ls.out, HasSubstr(" " + uri("in.txt") + "\n"));
+
+  // A name that needs escaping in a URI is typed plainly.
+  writeLocal(path("with space#1.txt"), "x");
+  const ChildResult spaced = fs({"cat", path("with space#1.txt")});
+  EXPECT_OK(spaced);
+  EXPECT_EQ("x", spaced.out);
+}
+
+TEST_F(FsTool, StatFormats) {
+  writeLocal(path("f.txt"), "12345");
+  ASSERT_EQ(0, mkdir(path("sub").c_str(), 0755));
+  const ChildResult stat = fs({"stat", "%n|%b|%F", path("f.txt"), path("sub")});
+  EXPECT_OK(stat);
+  EXPECT_EQ("f.txt|5|regular file\nsub|0|directory\n", stat.out);
+
+  const ChildResult byDefault = fs({"stat", path("f.txt")});
+  EXPECT_OK(byDefault);
+  EXPECT_THAT(byDefault.out,
+              MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\n"));
+
+  // %Y is the file's own modification time in milliseconds.
+  struct stat info {};
+  ASSERT_EQ(0, ::stat(path("f.txt").c_str(), &info));
+  const long long millis = info.st_mtim.tv_sec * 1000LL + info.st_mtim.tv_nsec / 1000000;
+  const ChildResult exact = fs({"stat", "%Y", path("f.txt")});
+  EXPECT_OK(exact);
+  EXPECT_EQ(std::to_string(millis) + "\n", exact.out);
+
+  const ChildResult badFormat = fs({"stat", "%q", path("f.txt")});
+  EXPECT_EQ(1, badFormat.status);
+  EXPECT_THAT(badFormat.err, HasSubstr("unknown format conversion '%q'"));
+}
+
+TEST_F(FsTool, TestAnswersByExitStatusOnly) {
+  writeLocal(path("empty"), "");
+  writeLocal(path("full"), "x");
+  struct Case {
+    const char* flag;
+    const char* name;
+    int status;
+  };
+  const Case cases[] = {
+      {"-e", "full", 0}, {"-e", "nothing", 1}, {"-d", ".", 0},     {"-d", "full", 1},
+      {"-f", "full", 0}, {"-f", ".", 1},       {"-z", "empty", 0}, {"-z", "full", 1},
+      {"-s", "full", 0}, {"-s", "empty", 1},   {"-f", "nothing", 1},
+  };
+  for (const auto& c : cases) {
+    const ChildResult r = fs({"test", c.flag, c.name});
+    EXPECT_EQ(c.status, r.status) << c.flag << " " << c.name << ": " << r.err;
+    EXPECT_EQ("", r.out);
+    EXPECT_EQ("", r.err);
+  }
+  const ChildResult twoFlags = fs({"test", "-e", "-d", "full"});
+  EXPECT_EQ(2, twoFlags.status);
+}
+
+TEST_F(FsTool, MkdirRmMv) {
+  const ChildResult noParent = fs({"mkdir", path("a/b")});
+  EXPECT_EQ(1, noParent.status);
+  EXPECT_EQ("mkdir: `" + path("a/b") + "': No such file or directory\n", noParent.err);
+  EXPECT_FALSE(localExists(path("a")));
+  EXPECT_OK(fs({"mkdir", path("a")}));
+  const ChildResult exists = fs({"mkdir", path("a")});
+  EXPECT_EQ(1, exists.status);
+  EXPECT_THAT(exists.err, HasSubstr("File exists"));
+  EXPECT_OK(fs({"mkdir", "-p", path("a")}));
+
+  writeLocal(path("a/f"), "data");
+  EXPECT_OK(fs({"mv", path("a/f"), path("a/g")}));
+  EXPECT_FALSE(localExists(path("a/f")));
+  EXPECT_EQ("data", readLocal(path("a/g")));
+  // Onto a directory: into it.
+  EXPECT_OK(fs({"mkdir", path("b")}));
+  EXPECT_OK(fs({"mv", path("a/g"), path("b")}));
+  EXPECT_EQ("data", readLocal(path("b/g")));
+  writeLocal(path("a/h"), "other");
+  const ChildResult clash = fs({"mv", path("a/h"), path("b/g")});
+  EXPECT_EQ(1, clash.status);
+  EXPECT_THAT(clash.err, HasSubstr("`" + path("b/g") + "': File exists"));
+  EXPECT_EQ("data", readLocal(path("b/g")));
+  const ChildResult gone = fs({"mv", path("nothing"), path("b")});
+  EXPECT_EQ(1, gone.status);
+  EXPECT_THAT(gone.err, HasSubstr("No such file or directory"));
+
+  const ChildResult dirWithoutR = fs({"rm", path("b")});
+  EXPECT_EQ(1, dirWithoutR.status);
+  EXPECT_EQ("rm: `" + path("b") + "': Is a directory\n", dirWithoutR.err);
+  EXPECT_TRUE(localExists(path("b/g")));
+  const ChildResult file = fs({"rm", path("a/h")});
+  EXPECT_OK(file);
+  EXPECT_EQ("Deleted " + path("a/h") + "\n", file.out);
+  EXPECT_FALSE(localExists(path("a/h")));
+  EXPECT_OK(fs({"rm", "-r", path("b"), path("a")}));
+  EXPECT_FALSE(localExists(path("b")));
+  EXPECT_FALSE(localExists(path("a")));
+  const ChildResult missing = fs({"rm", path("b")});
+  EXPECT_EQ(1, missing.status);
+  EXPECT_THAT(missing.err, HasSubstr("No such file or directory"));
+  const ChildResult forced = fs({"rm", "-f", path("b")});
+  EXPECT_OK(forced);
+  EXPECT_EQ("", forced.out);
+}
+
+TEST_F(FsTool, CopyFromLocalAndToLocal) {
+  const std::string content = binaryContent(70000);
+  writeLocal(path("src.bin"), content);
+  EXPECT_OK(fs({"mkdir", path("h")}));
+  EXPECT_OK(fs({"copyFromLocal", path("src.bin"), path("h")}));
+  EXPECT_EQ(content, readLocal(path("h/src.bin")));
+  const ChildResult clash = fs({"copyFromLocal", path("src.bin"), path("h/src.bin")});
+  EXPECT_EQ(1, clash.status);
+  EXPECT_THAT(clash.err, HasSubstr("File exists"));
+  writeLocal(path("src.bin"), "new");
+  EXPECT_OK(fs({"copyFromLocal", "-f", path("src.bin"), path("h/src.bin")}));
+  EXPECT_EQ("new", readLocal(path("h/src.bin")));
+  EXPECT_TRUE(localExists(path("src.bin")));  // a copy, not a move
+
+  EXPECT_OK(fs({"copyToLocal", uri("h/src.bin"), path("out.bin")}));
+  EXPECT_EQ("new", readLocal(path("out.bin")));
+  const ChildResult exists = fs({"copyToLocal", uri("h/src.bin"), path("out.bin")});
+  EXPECT_EQ(1, exists.status);
+  EXPECT_THAT(exists.err, HasSubstr("File exists"));
+
+  const ChildResult noSource = fs({"copyFromLocal", path("absent"), path("h")});
+  EXPECT_EQ(1, noSource.status);
+  EXPECT_EQ("copyFromLocal: `" + path("absent") + "': No such file or directory\n",
+            noSource.err);
+}
+
+TEST_F(FsTool, FailuresSayWhatAndExitNonZero) {
+  const ChildResult missing = fs({"cat", path("absent.txt")});
+  EXPECT_EQ(1, missing.status);
+  EXPECT_EQ("", missing.out);
+  EXPECT_EQ("cat: `" + path("absent.txt") + "': No such file or directory\n", missing.err);
+
+  const ChildResult badDefine = fs({"-D", "no-equals-sign", "ls", path("")});
+  EXPECT_EQ(2, badDefine.status);
+  EXPECT_THAT(badDefine.err, HasSubstr("-D expects key=value, got 'no-equals-sign'"));
+
+  // A key/value the Java side refuses: its text comes through the library.
+  const ChildResult cluster = fs({"-D", "fs.defaultFS=hdfs://nn.invalid:8020", "ls", "/"});
+  EXPECT_EQ(1, cluster.status);
+  EXPECT_EQ("", cluster.out);
+  EXPECT_THAT(cluster.err, StartsWith("ls: "));
+  EXPECT_THAT(cluster.err, HasSubstr("hdfs://nn.invalid:8020"));
+
+  for (const std::string bad : {"hdfs:/x", "file://host:99999/x", "/x?no-equals"}) {
+    const ChildResult r = fs({"ls", bad});
+    EXPECT_EQ(1, r.status) << bad;
+    EXPECT_EQ("ls: `" + bad + "': not a valid Hadoop URI or path\n", r.err);
+  }
+
+  writeLocal(path("broken.xml"), "<configuration><property>");
+  const ChildResult badConf = fs({"-conf", "broken.xml", "test", "-e", "/"});
+  EXPECT_EQ(2, badConf.status);
+  EXPECT_THAT(badConf.err, HasSubstr(path("broken.xml")));
+  const ChildResult noConf = fs({"-conf", "absent.xml", "ls", "/"});
+  EXPECT_EQ(1, noConf.status);
+  EXPECT_THAT(noConf.err, HasSubstr("-conf: cannot read 'absent.xml'"));
+
+  const ChildResult user = fs({"-user", "bob", "cat", path("absent.txt")});
+  EXPECT_EQ(1, user.status);
+}
+
+TEST_F(FsTool, ConfigurationFileAndUserReachTheJavaSide) {
+  // A resource that points the default file system at a cluster: the Java
+  // side must have read it to refuse.
+  writeLocal(path("site.xml"),
+             "<configuration><property><name>fs.defaultFS</name>"
+             "<value>hdfs://from-conf.invalid:8020</value></property></configuration>");
+  const ChildResult viaConf = fs({"-conf", "site.xml", "stat", "/"});
+  EXPECT_EQ(1, viaConf.status);
+  EXPECT_THAT(viaConf.err, HasSubstr("hdfs://from-conf.invalid:8020"));
+
+  writeLocal(path("f"), "abc");
+  const ChildResult userUri = fs({"-user", "bob", "cat", uri("f")});
+  EXPECT_OK(userUri);
+  EXPECT_EQ("abc", userUri.out);
+  EXPECT_OK(fs({"-user", "bob", "test", "-f", path("f")}));
+}
+
+TEST_F(FsTool, VerboseShowsTheLibraryLogLines) {
+  const ChildResult quiet = fs({"test", "-e", "/"});
+  EXPECT_OK(quiet);
+  const ChildResult verbose = fs({"-v", "test", "-e", "/"});
+  EXPECT_EQ(0, verbose.status);
+  EXPECT_THAT(verbose.err, HasSubstr("INFO  ZO.Hadoop.HDFS"));
+  EXPECT_THAT(verbose.err, HasSubstr("Checking for existence of HDFS entity /."));
+}
+
+TEST_F(FsTool, ProgressBarOnATerminalOnly) {
+  writeLocal(path("big.bin"), binaryContent(8 << 20));
+  const std::vector<std::pair<std::string, std::string>> soon = {{"ZOH_PROGRESS_DELAY_MS", "0"}};
+  const ChildResult piped = fs({"put", "big.bin", path("copy1.bin")}, "", soon);
+  EXPECT_OK(piped);
+
+  ChildOptions options;
+  options.cwd = dir_;
+  options.env = soon;
+  options.unset = {"ZO_LOG_LEVEL"};
+  const ChildResult onTerminal =
+      runChildOnTerminal(ZOH_FS_TOOL, {"put", "big.bin", path("copy2.bin")}, options);
+  EXPECT_EQ(0, onTerminal.status) << onTerminal.err;
+  EXPECT_THAT(onTerminal.err, HasSubstr("big.bin  100% ["));
+  EXPECT_THAT(onTerminal.err, HasSubstr("8.0 MiB / 8.0 MiB"));
+  EXPECT_EQ(readLocal(path("big.bin")), readLocal(path("copy2.bin")));
+
+  // Short transfers stay quiet even on a terminal.
+  options.env.clear();
+  const ChildResult quick =
+      runChildOnTerminal(ZOH_FS_TOOL, {"put", "big.bin", path("copy3.bin")}, options);
+  EXPECT_EQ(0, quick.status);
+  EXPECT_EQ("", quick.err);
+}
+
+}  // namespace
+}  // namespace zohtool
