@@ -18,6 +18,16 @@ jboolean JNICALL nativePoll(JNIEnv* env, jclass, jlong done, jlong total, jstrin
   return scope == nullptr || scope->poll(env, done, total, phase) ? JNI_TRUE : JNI_FALSE;
 }
 
+jboolean JNICALL nativeAskNow(JNIEnv* env, jclass, jlong done, jlong total, jstring phase) {
+  CallScope* scope = CallScope::current();
+  return scope == nullptr || scope->poll(env, done, total, phase, true) ? JNI_TRUE : JNI_FALSE;
+}
+
+jboolean JNICALL nativeHasPoll(JNIEnv*, jclass) {
+  CallScope* scope = CallScope::current();
+  return scope != nullptr && scope->hasPoll() ? JNI_TRUE : JNI_FALSE;
+}
+
 jobject JNICALL nativeAllocate(JNIEnv* env, jclass, jint capacity) {
   CallScope* scope = CallScope::current();
   if (scope == nullptr || capacity < 0) return nullptr;
@@ -63,10 +73,9 @@ CallScope::~CallScope() {
 
 CallScope* CallScope::current() { return t_call; }
 
-bool CallScope::poll(JNIEnv* env, jlong done, jlong total, jstring phase) {
-  if (record_ == nullptr || record_->callback == nullptr) return true;
-  auto now = std::chrono::steady_clock::now();
-  if (now < nextPoll_) return true;
+bool CallScope::poll(JNIEnv* env, jlong done, jlong total, jstring phase, bool now) {
+  if (!hasPoll()) return true;
+  if (!now && std::chrono::steady_clock::now() < nextPoll_) return true;
   std::string phaseText;
   bool hasPhase = phase != nullptr && javaToUtf8(env, phase, &phaseText);
   ++polls_;
@@ -109,6 +118,12 @@ bool CreateScope::option(const char* name, std::string* value) {
   return true;
 }
 
+const char* CreateScope::recordDirectory() const {
+  return options_ != nullptr && options_->directory != nullptr && *options_->directory != '\0'
+             ? options_->directory
+             : nullptr;
+}
+
 void CreateScope::message(int type, const std::string& text) {
   if (messages_ != nullptr && messages_->callback != nullptr) {
     messages_->callback(messages_, type, text.c_str());
@@ -118,7 +133,11 @@ void CreateScope::message(int type, const std::string& text) {
 bool registerNatives(JNIEnv* env, jclass progress, jclass nativeMemory, jclass site) {
   const JNINativeMethod pollMethods[] = {
       {const_cast<char*>("poll"), const_cast<char*>("(JJLjava/lang/String;)Z"),
-       reinterpret_cast<void*>(&nativePoll)}};
+       reinterpret_cast<void*>(&nativePoll)},
+      {const_cast<char*>("askNow"), const_cast<char*>("(JJLjava/lang/String;)Z"),
+       reinterpret_cast<void*>(&nativeAskNow)},
+      {const_cast<char*>("hasPoll"), const_cast<char*>("()Z"),
+       reinterpret_cast<void*>(&nativeHasPoll)}};
   const JNINativeMethod memoryMethods[] = {
       {const_cast<char*>("allocate0"), const_cast<char*>("(I)Ljava/nio/ByteBuffer;"),
        reinterpret_cast<void*>(&nativeAllocate)}};
@@ -127,7 +146,7 @@ bool registerNatives(JNIEnv* env, jclass progress, jclass nativeMemory, jclass s
        reinterpret_cast<void*>(&nativeOption)},
       {const_cast<char*>("message0"), const_cast<char*>("(ILjava/lang/String;)V"),
        reinterpret_cast<void*>(&nativeMessage)}};
-  return env->RegisterNatives(progress, pollMethods, 1) == JNI_OK &&
+  return env->RegisterNatives(progress, pollMethods, 3) == JNI_OK &&
          env->RegisterNatives(nativeMemory, memoryMethods, 1) == JNI_OK &&
          env->RegisterNatives(site, siteMethods, 2) == JNI_OK;
 }

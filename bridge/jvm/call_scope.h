@@ -26,7 +26,9 @@ class CallScope {
 
   // Whether the method should go on; asks the caller's poll when its interval
   // has passed since the last answer (or since the call began).
-  bool poll(JNIEnv* env, jlong done, jlong total, jstring phase);
+  // `now` asks at once, whatever the interval.
+  bool poll(JNIEnv* env, jlong done, jlong total, jstring phase, bool now = false);
+  bool hasPoll() const { return record_ != nullptr && record_->callback != nullptr; }
   int polls() const { return polls_; }
 
   void* allocate(size_t capacity);
@@ -55,6 +57,8 @@ class CreateScope {
   // True with the value when the caller answered with a non-empty text.
   bool option(const char* name, std::string* value);
   void message(int type, const std::string& text);
+  // The directory the caller's option record carries, or null.
+  const char* recordDirectory() const;
 
  private:
   ZoJniOptionRecord* options_;

@@ -252,6 +252,11 @@ bool MethodCache::find(JNIEnv* env, jclass type, const char* name,
     m.returnsVoid = m.id != nullptr;
     if (m.id == nullptr) env->ExceptionClear();
   }
+  if (m.id == nullptr) {
+    m.id = env->GetMethodID(type, name, "([Ljava/lang/Object;)[Ljava/lang/Object;");
+    m.takesArray = m.id != nullptr;
+    if (m.id == nullptr) env->ExceptionClear();
+  }
   std::lock_guard<std::mutex> lock(mutex_);
   methods_.emplace(key, m);
   *out = m;

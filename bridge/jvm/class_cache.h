@@ -43,9 +43,11 @@ class MethodCache {
   struct Method {
     jmethodID id = nullptr;
     bool returnsVoid = false;
+    bool takesArray = false;  // the inputs go as one Object[]
   };
-  // False when the class has no public method of that name taking those inputs
-  // and returning Object[] or nothing.
+  // A method of that name taking the inputs one by one, typed as their codes
+  // say, else one taking them all as an Object[]; it returns Object[] or
+  // nothing. False when there is none.
   bool find(JNIEnv* env, jclass type, const char* name, const std::string& inputCodes,
             Method* out);
 

@@ -90,6 +90,13 @@ int createProxy(JNIEnv* env, const RuntimeClasses& rc, const char* jar, const ch
                 const char* className, const ProxyLoader* parent, CreatedProxy* out) {
   bool answered = false;
   std::string given = optionOr("JAVA_PROXY/DIRECTORY", "", &answered);
+  // The caller answers the directory once per record; a record used again
+  // still carries it.
+  const char* fromRecord = CreateScope::current()->recordDirectory();
+  if (!answered && fromRecord != nullptr) {
+    given = fromRecord;
+    answered = true;
+  }
   if (!answered) {
     return fail(ZOJNI_ERR_CREATE, std::string("No Java proxy directory was given for proxy '") +
                                       proxyName + "' (option JAVA_PROXY/DIRECTORY)");

@@ -120,6 +120,16 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
     int status = zojni::toJava(env, *rc, params[i], &args[static_cast<size_t>(i)].l);
     if (status != ZOJNI_OK) return status;
   }
+  if (target.takesArray) {
+    jobjectArray all = env->NewObjectArray(count, rc->objectClass.asClass(), nullptr);
+    if (all == nullptr) {
+      env->ExceptionClear();
+      return ZOJNI_ERR_MEMORY;
+    }
+    for (int i = 0; i < count; ++i) env->SetObjectArrayElement(all, i, args[i].l);
+    args.assign(1, jvalue{});
+    args[0].l = all;
+  }
   zojni::CallScope scope(poll);
   jobject instance = proxy->created.instance.get();
   jobject outputs = nullptr;
@@ -136,6 +146,10 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
 
 ZOJNI_EXPORT zowlpRowSet* zojniProxyRowSetCreate(zojniProxy* proxy, const char* columnTypes) {
   if (proxy == nullptr || columnTypes == nullptr) return nullptr;
+  // Rows carry plain values only, as the Java row sets do.
+  for (const char* c = columnTypes; *c != '\0'; ++c) {
+    if (!zojni::isWireType(*c) || *c == WLP_TYPE_ROWSET) return nullptr;
+  }
   return zowlpRowSet_create(columnTypes);
 }
 

@@ -46,10 +46,11 @@ class ContractProxy : public ::testing::Test {
 
 TEST_F(ContractProxy, CreationAsksForItsOptionsAndPassesJavaMessagesOn) {
   const auto& asked = host_.asked();
-  ASSERT_GE(asked.size(), 3u);
+  ASSERT_GE(asked.size(), 4u);
   EXPECT_EQ("JAVA_PROXY/DIRECTORY", asked[0]);
   EXPECT_EQ("JAVA_PROXY/HAS_GETVERSION", asked[1]);
-  EXPECT_EQ("CONTRACT/GREETING", asked[2]);
+  EXPECT_EQ("CONTRACT/FAIL", asked[2]);
+  EXPECT_EQ("CONTRACT/GREETING", asked[3]);
   std::string info = host_.messagesOfType(0);
   EXPECT_NE(std::string::npos, info.find("contract proxy greets the tests")) << info;
   EXPECT_NE(std::string::npos, info.find("version contract-1")) << info;

@@ -18,6 +18,10 @@ public final class ContractJPC {
 
   public ContractJPC(ProxySite site) {
     this.site = site;
+    String refusal = site.option("CONTRACT/FAIL");
+    if (refusal != null) {
+      throw new IllegalStateException("contract proxy refused to start: " + refusal);
+    }
     String greeting = site.option("CONTRACT/GREETING");
     if (greeting != null) {
       site.info("contract proxy greets " + greeting);
@@ -26,6 +30,7 @@ public final class ContractJPC {
     if (warning != null) {
       site.warning(warning);
     }
+    site.info("contract proxy ready");
   }
 
   public String getVersion() {
@@ -33,6 +38,40 @@ public final class ContractJPC {
   }
 
   public void Nothing() {}
+
+  /** Any inputs back as outputs, in order and with their types. */
+  public Object[] Echo(Object[] inputs) {
+    return inputs;
+  }
+
+  public void Fail(String text) {
+    throw new ProxyException(42, "contract failure: " + text);
+  }
+
+  /**
+   * Asks the caller's poll `n` times (done i + 1 of n), stopping after a
+   * "stop" answer; answers the polls made and whether it stopped early.
+   */
+  public Object[] Poll(Integer n) {
+    int made = 0;
+    boolean stopped = false;
+    if (Progress.active()) {
+      for (int i = 0; i < n && !stopped; i++) {
+        stopped = !Progress.ask(i + 1, n, "contract");
+        made++;
+      }
+    }
+    return new Object[] {made, stopped};
+  }
+
+  /** `n` rows ("key<i>", "value<i>"), the value of row 1 absent. */
+  public Object[] Rows(Integer n) {
+    RowSet rows = RowSet.ofStrings(2);
+    for (int i = 0; i < n; i++) {
+      rows.addRow("key" + i, i == 1 ? null : "value" + i);
+    }
+    return new Object[] {rows};
+  }
 
   public Object[] EchoAll(Long object, Boolean flag, Integer number, String text,
       ByteBuffer bytes, RowSet rows) {

@@ -16,6 +16,24 @@ public final class Progress {
     }
   }
 
+  /**
+   * Asks the caller's poll now, whatever the interval: for methods whose units
+   * of work are themselves long. False when the poll wants the method to stop;
+   * true when it wants it to go on or there is no poll.
+   */
+  public static boolean ask(long done, long total, String phase) {
+    return askNow(done, total, phase);
+  }
+
+  /** Whether the running call has a poll at all. */
+  public static boolean active() {
+    return hasPoll();
+  }
+
+  private static native boolean askNow(long done, long total, String phase);
+
+  private static native boolean hasPoll();
+
   // True when there is no poll for this call, or the poll wants the method to go on.
   private static native boolean poll(long done, long total, String phase);
 }
