@@ -76,7 +76,9 @@ TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
   EXPECT_THAT(log_.of("ZO.Hadoop"),
               ElementsAre("5 first error", "2 just saying", "5 second error",
                           "3 careful", "5 third error"));
-  for (const ScriptedMessage& report : bridge().creations().at(0).reports) {
+  const ScriptedCreation failed = bridge().creations().at(0);
+  ASSERT_EQ(failed.reports.size(), 5u);
+  for (const ScriptedMessage& report : failed.reports) {
     EXPECT_EQ(report.result, 0);
   }
 
@@ -118,7 +120,8 @@ TEST_F(ProxyTest, OptionAnswersInTheirOrderOfPrecedence) {
   platform->removeOption("core.test.both");
 
   std::vector<std::string> answers;
-  for (const ScriptedOptionAsk& ask : bridge().creations().at(0).asks) {
+  const ScriptedCreation created = bridge().creations().at(0);
+  for (const ScriptedOptionAsk& ask : created.asks) {
     answers.push_back(std::to_string(ask.status) + " " + ask.value);
     if (ask.status == 0) {
       EXPECT_TRUE(ask.terminated) << ask.name;
