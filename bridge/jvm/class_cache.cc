@@ -68,36 +68,46 @@ bool fileExists(const std::string& path) {
 // A class loader over the runtime jar, beneath the system class loader, so that
 // a host JVM with its own class path finds the runtime the same way.
 jobject newRuntimeLoader(JNIEnv* env, const std::string& jarPath, std::string* why) {
-  LocalRef<jclass> fileClass(env, env->FindClass("java/io/File"));
-  LocalRef<jclass> uriClass(env, env->FindClass("java/net/URI"));
-  LocalRef<jclass> urlClass(env, env->FindClass("java/net/URL"));
-  LocalRef<jclass> loaderClass(env, env->FindClass("java/net/URLClassLoader"));
-  LocalRef<jclass> baseLoader(env, env->FindClass("java/lang/ClassLoader"));
-  if (!fileClass || !uriClass || !urlClass || !loaderClass || !baseLoader) {
+  auto failed = [&]() {
+    if (!env->ExceptionCheck()) return false;
     env->ExceptionClear();
-    *why = "the JDK classes for loading jars are missing";
-    return nullptr;
-  }
-  LocalRef<jstring> path(env, env->NewStringUTF(jarPath.c_str()));
-  LocalRef<jobject> file(env, env->NewObject(fileClass.get(),
-      env->GetMethodID(fileClass.get(), "<init>", "(Ljava/lang/String;)V"), path.get()));
-  LocalRef<jobject> uri(env, file ? env->CallObjectMethod(file.get(),
-      env->GetMethodID(fileClass.get(), "toURI", "()Ljava/net/URI;")) : nullptr);
-  LocalRef<jobject> url(env, uri ? env->CallObjectMethod(uri.get(),
-      env->GetMethodID(uriClass.get(), "toURL", "()Ljava/net/URL;")) : nullptr);
-  LocalRef<jobjectArray> urls(env, url ? env->NewObjectArray(1, urlClass.get(), url.get())
-                                       : nullptr);
-  LocalRef<jobject> system(env, urls ? env->CallStaticObjectMethod(baseLoader.get(),
-      env->GetStaticMethodID(baseLoader.get(), "getSystemClassLoader",
-                             "()Ljava/lang/ClassLoader;")) : nullptr);
-  jobject loader = system ? env->NewObject(loaderClass.get(),
-      env->GetMethodID(loaderClass.get(), "<init>", "([Ljava/net/URL;Ljava/lang/ClassLoader;)V"),
-      urls.get(), system.get()) : nullptr;
-  if (loader == nullptr || env->ExceptionCheck()) {
+    return true;
+  };
+  auto give_up = [&]() -> jobject {
     env->ExceptionClear();
     *why = "no class loader could be made for the runtime jar '" + jarPath + "'";
     return nullptr;
+  };
+  LocalRef<jclass> fileClass(env, env->FindClass("java/io/File"));
+  LocalRef<jclass> uriClass(env, failed() ? nullptr : env->FindClass("java/net/URI"));
+  LocalRef<jclass> urlClass(env, failed() ? nullptr : env->FindClass("java/net/URL"));
+  LocalRef<jclass> loaderClass(env, failed() ? nullptr : env->FindClass("java/net/URLClassLoader"));
+  LocalRef<jclass> baseLoader(env, failed() ? nullptr : env->FindClass("java/lang/ClassLoader"));
+  if (failed() || !fileClass || !uriClass || !urlClass || !loaderClass || !baseLoader) {
+    return give_up();
   }
+  jmethodID fileNew = env->GetMethodID(fileClass.get(), "<init>", "(Ljava/lang/String;)V");
+  jmethodID toUri = env->GetMethodID(fileClass.get(), "toURI", "()Ljava/net/URI;");
+  jmethodID toUrl = env->GetMethodID(uriClass.get(), "toURL", "()Ljava/net/URL;");
+  jmethodID system = env->GetStaticMethodID(baseLoader.get(), "getSystemClassLoader",
+                                            "()Ljava/lang/ClassLoader;");
+  jmethodID loaderNew = env->GetMethodID(loaderClass.get(), "<init>",
+                                         "([Ljava/net/URL;Ljava/lang/ClassLoader;)V");
+  if (failed() || !fileNew || !toUri || !toUrl || !system || !loaderNew) return give_up();
+  LocalRef<jstring> path(env, env->NewStringUTF(jarPath.c_str()));
+  if (failed() || !path) return give_up();
+  LocalRef<jobject> file(env, env->NewObject(fileClass.get(), fileNew, path.get()));
+  if (failed() || !file) return give_up();
+  LocalRef<jobject> uri(env, env->CallObjectMethod(file.get(), toUri));
+  if (failed() || !uri) return give_up();
+  LocalRef<jobject> url(env, env->CallObjectMethod(uri.get(), toUrl));
+  if (failed() || !url) return give_up();
+  LocalRef<jobjectArray> urls(env, env->NewObjectArray(1, urlClass.get(), url.get()));
+  if (failed() || !urls) return give_up();
+  LocalRef<jobject> parent(env, env->CallStaticObjectMethod(baseLoader.get(), system));
+  if (failed() || !parent) return give_up();
+  jobject loader = env->NewObject(loaderClass.get(), loaderNew, urls.get(), parent.get());
+  if (failed() || loader == nullptr) return give_up();
   return loader;
 }
 

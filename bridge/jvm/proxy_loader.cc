@@ -57,8 +57,9 @@ int loaderFor(JNIEnv* env, const RuntimeClasses& rc, const std::string& director
     return ZOJNI_OK;
   }
   LocalRef<jstring> dir(env, newJavaString(env, directory.data(), directory.size()));
-  LocalRef<jstring> jarName(env, newJavaString(env, jar.data(), jar.size()));
-  if (!dir || !jarName) return javaFailure(env, rc, "Java proxy directory '" + directory + "'");
+  LocalRef<jstring> jarName(env, env->ExceptionCheck() ? nullptr
+                                                       : newJavaString(env, jar.data(), jar.size()));
+  if (env->ExceptionCheck() || !dir || !jarName) return javaFailure(env, rc, "Java proxy directory '" + directory + "'");
   LocalRef<jobject> loader(env, env->CallStaticObjectMethod(
       rc.loadersClass.asClass(), rc.loaderForDirectory, dir.get(), jarName.get(),
       parent != nullptr ? parent->loader.get() : rc.runtimeLoader.get()));
@@ -118,12 +119,15 @@ int createProxy(JNIEnv* env, const RuntimeClasses& rc, const char* jar, const ch
   if (status != ZOJNI_OK) return status;
 
   LocalRef<jstring> name(env, newJavaString(env, proxyName, std::strlen(proxyName)));
-  LocalRef<jobject> site(env, name ? env->NewObject(rc.siteClass.asClass(), rc.siteNew, name.get())
-                                   : nullptr);
+  if (env->ExceptionCheck() || !name) return javaFailure(env, rc, "Java proxy site");
+  LocalRef<jobject> site(env, env->NewObject(rc.siteClass.asClass(), rc.siteNew, name.get()));
+  if (env->ExceptionCheck() || !site) return javaFailure(env, rc, "Java proxy site");
   LocalRef<jstring> dir(env, newJavaString(env, directory.data(), directory.size()));
+  if (env->ExceptionCheck() || !dir) return javaFailure(env, rc, "Java proxy site");
   LocalRef<jstring> jarName(env, newJavaString(env, jar, std::strlen(jar)));
+  if (env->ExceptionCheck() || !jarName) return javaFailure(env, rc, "Java proxy site");
   LocalRef<jstring> cls(env, newJavaString(env, className, std::strlen(className)));
-  if (!site || !dir || !jarName || !cls) return javaFailure(env, rc, "Java proxy site");
+  if (env->ExceptionCheck() || !cls) return javaFailure(env, rc, "Java proxy site");
   LocalRef<jobject> instance(env, env->CallStaticObjectMethod(
       rc.loadersClass.asClass(), rc.loaderCreate, loader->loader.get(), dir.get(), jarName.get(),
       cls.get(), site.get()));

@@ -51,10 +51,10 @@ int rowSetToJava(JNIEnv* env, const RuntimeClasses& rc, const zowlpRowSet* rows,
     if (!isWireType(c) || c == WLP_TYPE_ROWSET) return ZOJNI_ERR_INPUT_TYPE;
   }
   LocalRef<jstring> typeText(env, env->NewStringUTF(codes.c_str()));
-  if (!typeText) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+  if (env->ExceptionCheck() || !typeText) return pendingFailure(env, ZOJNI_ERR_MEMORY);
   LocalRef<jobject> set(env, env->NewObject(rc.rowSetClass.asClass(), rc.rowSetNew,
                                             typeText.get()));
-  if (!set) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+  if (env->ExceptionCheck() || !set) return pendingFailure(env, ZOJNI_ERR_MEMORY);
   int count = zowlpRowSet_getRows(rows);
   const jsize columns = static_cast<jsize>(codes.size());
   for (int i = 0; i < count; ++i) {
@@ -64,7 +64,7 @@ int rowSetToJava(JNIEnv* env, const RuntimeClasses& rc, const zowlpRowSet* rows,
     }
     LocalRef<jobjectArray> values(
         env, env->NewObjectArray(columns, rc.objectClass.asClass(), nullptr));
-    if (!values) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+    if (env->ExceptionCheck() || !values) return pendingFailure(env, ZOJNI_ERR_MEMORY);
     for (jsize c = 0; c < columns; ++c) {
       if (row[c].type != codes[c]) return ZOJNI_ERR_INPUT_TYPE;
       jobject value = nullptr;
@@ -98,10 +98,11 @@ int bytesOutput(JNIEnv* env, const RuntimeClasses& rc, jobject value, CallScope*
   if (base == nullptr) {  // a heap buffer
     LocalRef<jbyteArray> copy(env, static_cast<jbyteArray>(env->CallStaticObjectMethod(
         rc.nativeMemoryClass.asClass(), rc.heapRemaining, value)));
-    if (!copy) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+    if (env->ExceptionCheck() || !copy) return pendingFailure(env, ZOJNI_ERR_MEMORY);
     return bytesOutput(env, rc, copy.get(), scope, response, index);
   }
   jint position = env->CallIntMethod(value, rc.bufferPosition);
+  if (env->ExceptionCheck()) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
   jint limit = env->CallIntMethod(value, rc.bufferLimit);
   if (env->ExceptionCheck() || position < 0 || limit < position) {
     return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
@@ -132,15 +133,15 @@ int toRecord(JNIEnv* env, const RuntimeClasses& rc, jobject value, char code,
     case WLP_TYPE_OBJECT:
       if (!env->IsInstanceOf(value, rc.longClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
       record->value.object = env->CallLongMethod(value, rc.longValue);
-      return ZOJNI_OK;
+      return pendingFailure(env, ZOJNI_OK);
     case WLP_TYPE_BOOL:
       if (!env->IsInstanceOf(value, rc.booleanClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
       record->value.boolean = env->CallBooleanMethod(value, rc.booleanValue) ? 1 : 0;
-      return ZOJNI_OK;
+      return pendingFailure(env, ZOJNI_OK);
     case WLP_TYPE_INT:
       if (!env->IsInstanceOf(value, rc.integerClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
       record->value.integer = env->CallIntMethod(value, rc.intValue);
-      return ZOJNI_OK;
+      return pendingFailure(env, ZOJNI_OK);
     case WLP_TYPE_STRING:
       if (!env->IsInstanceOf(value, rc.stringClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
       if (!javaToUtf8(env, static_cast<jstring>(value), storage)) {
@@ -158,7 +159,7 @@ int toRecord(JNIEnv* env, const RuntimeClasses& rc, jobject value, char code,
       } else if (env->IsInstanceOf(value, rc.byteBufferClass.asClass())) {
         LocalRef<jbyteArray> copy(env, static_cast<jbyteArray>(env->CallStaticObjectMethod(
             rc.nativeMemoryClass.asClass(), rc.heapRemaining, value)));
-        if (!copy) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+        if (env->ExceptionCheck() || !copy) return pendingFailure(env, ZOJNI_ERR_MEMORY);
         return toRecord(env, rc, copy.get(), code, record, storage);
       } else {
         return ZOJNI_ERR_OUTPUT_TYPE;
@@ -177,18 +178,19 @@ int rowSetFromJava(JNIEnv* env, const RuntimeClasses& rc, jobject set, zowlpRowS
   LocalRef<jstring> typeText(env,
                              static_cast<jstring>(env->CallObjectMethod(set, rc.rowSetTypes)));
   std::string codes;
-  if (!typeText || !javaToUtf8(env, typeText.get(), &codes)) {
+  if (env->ExceptionCheck() || !typeText || !javaToUtf8(env, typeText.get(), &codes)) {
     return pendingFailure(env, ZOJNI_ERR_MEMORY);
   }
   std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter> rows(zowlpRowSet_create(codes.c_str()));
   if (!rows) return ZOJNI_ERR_MEMORY;
   jint count = env->CallIntMethod(set, rc.rowSetSize);
+  if (env->ExceptionCheck()) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
   std::vector<zowlpParameter> records(codes.size());
   std::vector<std::string> storage(codes.size());
   for (jint i = 0; i < count; ++i) {
     LocalRef<jobjectArray> row(
         env, static_cast<jobjectArray>(env->CallObjectMethod(set, rc.rowSetRow, i)));
-    if (!row) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
+    if (env->ExceptionCheck() || !row) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
     if (env->GetArrayLength(row.get()) != static_cast<jsize>(codes.size())) {
       return ZOJNI_ERR_OUTPUT_TYPE;
     }
