@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -216,26 +217,31 @@ TEST_F(CallTest, WireHelpersFillRecordsAsTheBridgeReadsThem) {
 TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
   InstanceOwner hadoop = makeInstance();
   std::shared_ptr<ScriptedGate> gate = bridge().gate("Slow");
-  bool slowDone = false;
-  std::thread slow([&] {
+  auto callOnce = [this, &hadoop](const char* method) {
     zowlpResponse* response = nullptr;
     ZobString err;
-    slowDone = call(hadoop.get(), "Slow", &response, &err);
+    const bool ok = call(hadoop.get(), method, &response, &err);
     if (response) zowlpResponse_destroy(response);
-  });
-  ASSERT_TRUE(gate->waitInside(1, std::chrono::seconds(10)));
+    return ok;
+  };
+  std::future<bool> slow = std::async(std::launch::async, callOnce, "Slow");
+  const bool slowInside = gate->waitInside(1, std::chrono::seconds(10));
+  EXPECT_TRUE(slowInside);
 
-  zowlpResponse* response = nullptr;
-  ZobString err;
-  EXPECT_TRUE(call(hadoop.get(), "Fast", &response, &err));
-  if (response) zowlpResponse_destroy(response);
-  const ScriptedCall slowCall = bridge().callsTo("Slow").at(0);
-  EXPECT_EQ(slowCall.status, -1);  // still inside the bridge
-  EXPECT_EQ(bridge().lastCallTo("Fast")->status, 0);
+  // Waited for with a timeout, so that a call wrongly queued behind the slow one
+  // fails the test instead of hanging it.
+  std::future<bool> fast = std::async(std::launch::async, callOnce, "Fast");
+  const bool fastFinished =
+      slowInside && fast.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+  EXPECT_TRUE(fastFinished) << "a call waited for another call on the same instance";
+  if (fastFinished) {
+    EXPECT_EQ(bridge().callsTo("Slow").at(0).status, -1);  // still inside the bridge
+    EXPECT_EQ(bridge().lastCallTo("Fast")->status, 0);
+  }
 
   gate->release();
-  slow.join();
-  EXPECT_TRUE(slowDone);
+  EXPECT_TRUE(fast.get());
+  EXPECT_TRUE(slow.get());
   EXPECT_EQ(bridge().creations().size(), 1u);
 }
 
