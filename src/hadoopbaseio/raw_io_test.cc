@@ -94,6 +94,15 @@ TEST_F(RawIOTest, OneReadThatBringsTheMinimumIsHandedOutWithoutCopy) {
   EXPECT_TRUE(direct < gathered || direct > gathered + 200);
 }
 
+TEST_F(RawIOTest, OnceGatheringHasBegunEveryLaterReadIsCopiedToo) {
+  ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
+  fs_.readLimits = {60, 120};
+  const char* data = nullptr;
+  ASSERT_EQ(raw_->getBytes(&data, 100, 200), 180);
+  EXPECT_EQ(std::string(data, 180), content_.substr(0, 180));
+  EXPECT_EQ(data[180], '\0');
+}
+
 TEST_F(RawIOTest, GatheringStopsAtTheEndOfTheFileAndThenReadsGiveZero) {
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
   fs_.readLimits = {120};
