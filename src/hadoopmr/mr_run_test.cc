@@ -183,31 +183,6 @@ TEST_F(MapReduceRunTest, UnreadableStartResponseIsPassedOver) {
   EXPECT_THAT(text.texts, ElementsAre("final: job done"));
 }
 
-TEST_F(MapReduceRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
-  bridge().answerSequence("MapReduceWait",
-                          {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable()});
-  ZOHadoopMapReduce* job = makeJob();
-  RecordingText text;
-  ZobString err;
-  EXPECT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
-  EXPECT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: ", "start: "));
-  EXPECT_EQ(wireObjectsLeft(), 0);
-}
-
-TEST_F(MapReduceRunTest, UnreadableWaitTextFailsTheRun) {
-  ScriptedValue broken = rows({"line one", "line two"});
-  broken.failingNextRowAt(1, WLP_ERR_MEMORY);
-  bridge().answer("MapReduceWait",
-                  ScriptedAnswer::outputs({ScriptedValue::ofBool(true), broken}));
-  ZOHadoopMapReduce* job = makeJob();
-  RecordingText text;
-  ZobString err;
-  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: "));
-}
-
 TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
   bridge().answerSequence("CreateMapReduce",
                           {ScriptedAnswer::javaError(7, "no such cluster"),
@@ -261,15 +236,6 @@ TEST_F(MapReduceRunTest, FailedStartCallSkipsTheWait) {
   EXPECT_EQ(bridge().callCount("MapReduceWait"), 0);
   EXPECT_THAT(text.texts, IsEmpty());
   EXPECT_EQ(wireObjectsLeft(), 0);
-}
-
-TEST_F(MapReduceRunTest, FailedWaitCallReportsTheCall) {
-  bridge().answer("MapReduceWait", ScriptedAnswer::status(ZOJNI_ERR_JVM));
-  ZOHadoopMapReduce* job = makeJob();
-  ZobString err;
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
-  EXPECT_THAT(err.str(), HasSubstr("MapReduceWait"));
 }
 
 // The poll status travels with the run and stop calls only.
