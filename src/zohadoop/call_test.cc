@@ -180,38 +180,6 @@ TEST_F(CallTest, RowSetRefusedByTheBridgeIsReported) {
   EXPECT_NE(err.str().find("(RowSet)"), std::string::npos);
 }
 
-TEST_F(CallTest, WireHelpersFillRecordsAsTheBridgeReadsThem) {
-  InstanceOwner hadoop = makeInstance();
-  ZobString empty("");
-  ZobString text("héllo");
-  const char bytes[] = {'a', '\0', 'b'};
-  zowlpParameter params[7];
-  zohClearParams(params, 7);
-  zohSetObject(&params[0], 0, false);
-  zohSetString(&params[1], empty);
-  zohSetString(&params[2], text);
-  zohSetString(&params[3], text, false);
-  zohSetBool(&params[4], true);
-  zohSetInt(&params[5], -7);
-  zohSetBytes(&params[6], bytes, 3);
-  EXPECT_EQ(params[1].length, 0);
-  EXPECT_EQ(params[2].length, 6);
-  zowlpResponse* response = nullptr;
-  ZobString err;
-  ASSERT_TRUE(hadoop->callWrapper(nullptr, "HadoopClient", "Echo", JAVA_PROXY_EMPTY_SIG,
-                                  7, params, &response, &err));
-  ResponseOwner owned(response);
-  const ScriptedCall made = *bridge().lastCallTo("Echo");
-  EXPECT_THAT(made.inputs,
-              ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT), ScriptedValue::ofString(""),
-                          ScriptedValue::ofString("héllo"),
-                          ScriptedValue::ofNull(WLP_TYPE_STRING),
-                          ScriptedValue::ofBool(true),
-                          ScriptedValue::ofInt(-7),
-                          ScriptedValue::ofBytes(std::string(bytes, 3))));
-  EXPECT_EQ(made.inputs[4].rawBoolean, 1);
-}
-
 // A call blocked inside the bridge must not hold the instance lock: another
 // thread's call on the same instance completes meanwhile.
 TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
