@@ -30,8 +30,7 @@ class ZOHadoopMRImpl : public ZOHadoopMapReduce, public ZOHadoopObj {
   void release() override;
   bool run(HadoopPollStatus* poll, HadoopTextStatus* text, bool deleteOutput,
            ZobString* err) override;
-  bool setProperty(const ZobString& key, const ZobString& value,
-                   ZobString* err) override;
+  bool setProperty(const ZobString& key, const ZobString& value, ZobString* err) override;
   bool stop(HadoopPollStatus* poll, ZobString* err) override;
   virtual ~ZOHadoopMRImpl();
   void destroyMe() override;

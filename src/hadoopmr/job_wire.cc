@@ -24,12 +24,11 @@ bool jobAwaitEnd(ZOHadoopImpl* owner, zojniProxy* proxy, HadoopPollStatus* poll,
   zohClearParams(param, 1);
   zohSetObject(&param[0], handle);
   JobResponse response;
-  const bool called =
-      proxy != nullptr
-          ? owner->callWrapper(proxy, poll, proxyName, method, signature, 1, param,
-                               response.slot(), err)
-          : owner->callWrapper(poll, proxyName, method, signature, 1, param,
-                               response.slot(), err);
+  const bool called = proxy != nullptr
+                          ? owner->callWrapper(proxy, poll, proxyName, method, signature,
+                                               1, param, response.slot(), err)
+                          : owner->callWrapper(poll, proxyName, method, signature, 1,
+                                               param, response.slot(), err);
   if (!called) return false;
 
   zowlpParameter* out = response.outputs();

@@ -15,7 +15,8 @@ class MapReduceJobTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
-    bridge().answer("CreateMapReduce", ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
+    bridge().answer("CreateMapReduce",
+                    ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
     bridge().answer("MapReduceWait", waitAnswer(true, {}));
   }
 };
@@ -59,11 +60,11 @@ TEST_F(MapReduceJobTest, ReleaseEndsTheJavaJobAndLogsItsLife) {
   const ScriptedCall release = *bridge().lastCallTo("MapReduceRelease");
   EXPECT_EQ(release.inputs.at(0), ScriptedValue::ofObject(kJob));
   EXPECT_FALSE(release.pollGiven);
-  EXPECT_THAT(log_.of("ZO.Hadoop.MapReduce"),
-              ElementsAre("2 Created Hadoop MapReduce instance " + id + ".",
-                          "2 Destroying Hadoop MapReduce instance " + id + ".",
-                          "2 Completed destruction of Hadoop MapReduce instance " + id +
-                              "."));
+  EXPECT_THAT(
+      log_.of("ZO.Hadoop.MapReduce"),
+      ElementsAre("2 Created Hadoop MapReduce instance " + id + ".",
+                  "2 Destroying Hadoop MapReduce instance " + id + ".",
+                  "2 Completed destruction of Hadoop MapReduce instance " + id + "."));
 
   // Released by its caller, the job is gone from the registry: the instance
   // does not end it a second time.

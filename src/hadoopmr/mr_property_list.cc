@@ -1,10 +1,10 @@
 // The job properties that a MapReduce job understands, as a cursor of names and
 // descriptions; and the in-memory cursor that carries them.
+#include <new>
+
 #include "hadoopmr/ZOHadoopMRImpl.h"
 #include "hadoopmr/ZOHadoopMRProps.h"
 #include "zohadoop/ZOHadoopImpl.h"
-
-#include <new>
 
 namespace {
 

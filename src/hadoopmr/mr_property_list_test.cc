@@ -51,21 +51,22 @@ TEST_F(PropertyListTest, ListsTheThirteenSettableKeysInOrder) {
   while (cursor->next()) {
     table.push_back({cursor->getColumnValue(0).str(), cursor->getColumnValue(1).str()});
   }
-  EXPECT_EQ(table, (StringTable{
-                       {"HADOOP_MAPREDUCE_CLASS_COMBINER", "Combiner class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_GROUPING", "Grouping comparator class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_INPUTFORMAT", "Input format class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_MAP", "Map class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_OUTPUTFORMAT", "Output format class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_OUTPUTKEY", "Output key name"},
-                       {"HADOOP_MAPREDUCE_CLASS_OUTPUTVALUE", "Output value class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_PARTITIONER", "Partitioner class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_REDUCER", "Reducer class name"},
-                       {"HADOOP_MAPREDUCE_CLASS_SORT", "Sort comparator class name"},
-                       {"HADOOP_MAPREDUCE_NUM_REDUCERS", "Number of reduce tasks"},
-                       {"HADOOP_MAPREDUCE_PATH_OUTPUT", "Output path"},
-                       {"HADOOP_MAPREDUCE_WORKING_DIRECTORY", "Working directory"},
-                   }));
+  EXPECT_EQ(table,
+            (StringTable{
+                {"HADOOP_MAPREDUCE_CLASS_COMBINER", "Combiner class name"},
+                {"HADOOP_MAPREDUCE_CLASS_GROUPING", "Grouping comparator class name"},
+                {"HADOOP_MAPREDUCE_CLASS_INPUTFORMAT", "Input format class name"},
+                {"HADOOP_MAPREDUCE_CLASS_MAP", "Map class name"},
+                {"HADOOP_MAPREDUCE_CLASS_OUTPUTFORMAT", "Output format class name"},
+                {"HADOOP_MAPREDUCE_CLASS_OUTPUTKEY", "Output key name"},
+                {"HADOOP_MAPREDUCE_CLASS_OUTPUTVALUE", "Output value class name"},
+                {"HADOOP_MAPREDUCE_CLASS_PARTITIONER", "Partitioner class name"},
+                {"HADOOP_MAPREDUCE_CLASS_REDUCER", "Reducer class name"},
+                {"HADOOP_MAPREDUCE_CLASS_SORT", "Sort comparator class name"},
+                {"HADOOP_MAPREDUCE_NUM_REDUCERS", "Number of reduce tasks"},
+                {"HADOOP_MAPREDUCE_PATH_OUTPUT", "Output path"},
+                {"HADOOP_MAPREDUCE_WORKING_DIRECTORY", "Working directory"},
+            }));
   // The list is fixed: it needs no proxy and ignores what the job holds.
   EXPECT_THAT(bridge().eventLog(), IsEmpty());
 }

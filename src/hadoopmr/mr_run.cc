@@ -19,8 +19,11 @@ bool ZOHadoopMRImpl::fillPropertyRows(zowlpRowSet* rows, bool deleteOutput,
     status = jobAddTextRow(rows, entry->first, entry->second);
   }
   // An empty value goes as null: the delete-output row carries no value at all.
-  if (status == 0 && deleteOutput) status = jobAddTextRow(rows, kDeleteOutputKey, ZobString());
-  for (auto path = inputPaths_.begin(); status == 0 && path != inputPaths_.end(); ++path) {
+  if (status == 0 && deleteOutput) {
+    status = jobAddTextRow(rows, kDeleteOutputKey, ZobString());
+  }
+  for (auto path = inputPaths_.begin(); status == 0 && path != inputPaths_.end();
+       ++path) {
     status = jobAddTextRow(rows, kInputPathKey, *path);
   }
   for (auto jar = jars_.begin(); status == 0 && jar != jars_.end(); ++jar) {
@@ -38,8 +41,8 @@ bool ZOHadoopMRImpl::run(HadoopPollStatus* poll, HadoopTextStatus* text,
   if (!getProxy(err)) return false;
 
   JobRowSetPtr rows;
-  const bool described = deleteOutput || !properties_.empty() || !inputPaths_.empty() ||
-                         !jars_.empty();
+  const bool described =
+      deleteOutput || !properties_.empty() || !inputPaths_.empty() || !jars_.empty();
   if (described) {
     rows.reset(instance_->createRowSet(HADOOP_MAPREDUCE_RUN_PROPS_COLS, err));
     if (!rows) return false;

@@ -14,7 +14,8 @@ class MapReduceRunTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
-    bridge().answer("CreateMapReduce", ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
+    bridge().answer("CreateMapReduce",
+                    ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
     bridge().answer("MapReduceWait", waitAnswer(true, {"job done"}));
   }
 
@@ -121,7 +122,8 @@ TEST_F(MapReduceRunTest, JobObjectIsMadeFromTheConfigurationOnlyOnce) {
   ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
 
   EXPECT_EQ(bridge().callCount("CreateMapReduce"), 1);
-  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce")->inputs.at(0), ScriptedValue::ofObject(17));
+  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce")->inputs.at(0),
+            ScriptedValue::ofObject(17));
   // The second run sends the whole description again with what was added since.
   EXPECT_EQ(lastDescription().stringTable(),
             (StringTable{{"HADOOP_MAPREDUCE_PATH_INPUT", "/in/one"},
@@ -184,10 +186,10 @@ TEST_F(MapReduceRunTest, UnreadableStartResponseIsPassedOver) {
 }
 
 TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
-  bridge().answerSequence("CreateMapReduce",
-                          {ScriptedAnswer::javaError(7, "no such cluster"),
-                           ScriptedAnswer::unreadable(),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)})});
+  bridge().answerSequence(
+      "CreateMapReduce",
+      {ScriptedAnswer::javaError(7, "no such cluster"), ScriptedAnswer::unreadable(),
+       ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)})});
   ZOHadoopMapReduce* job = makeJob();
   ZobString err;
   EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
@@ -254,9 +256,9 @@ TEST_F(MapReduceRunTest, PollStatusGoesWithRunWaitAndStopOnly) {
       EXPECT_EQ(call.pollValue, 250);
     }
   }
-  EXPECT_THAT(polled, ElementsAre("CreateMapReduce -", "MapReduceRun 250",
-                                  "MapReduceWait 250", "MapReduceStop 250",
-                                  "MapReduceRelease -"));
+  EXPECT_THAT(polled,
+              ElementsAre("CreateMapReduce -", "MapReduceRun 250", "MapReduceWait 250",
+                          "MapReduceStop 250", "MapReduceRelease -"));
 }
 
 }  // namespace

@@ -10,11 +10,11 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopPig.h"
 #include "hadoop_status.h"
+#include "hadoopmr/job_wire.h"
 #include "zo_logger.h"
 #include "zob_options.h"
 #include "zob_string.h"
 #include "zojni.h"
-#include "hadoopmr/job_wire.h"
 
 class ZOHadoopImpl;
 

@@ -14,7 +14,8 @@ class PigClientTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
-    bridge().answer("RunCommands", ScriptedAnswer::outputs({ScriptedValue::ofObject(900)}));
+    bridge().answer("RunCommands",
+                    ScriptedAnswer::outputs({ScriptedValue::ofObject(900)}));
     bridge().answer("Wait", waitAnswer(true, {}));
   }
 
@@ -74,9 +75,8 @@ TEST_F(PigClientTest, ProxyDerivesFromTheMainProxyWhenOneIsHeld) {
 }
 
 TEST_F(PigClientTest, FailedProxyLeavesNoClientBehind) {
-  bridge().onCreate("HadoopPigClient",
-                    ScriptedCreateScript::failing(ZOJNI_ERR_CREATE,
-                                                  {{2, "pig jar not found"}}));
+  bridge().onCreate("HadoopPigClient", ScriptedCreateScript::failing(
+                                           ZOJNI_ERR_CREATE, {{2, "pig jar not found"}}));
   ZobString err;
   EXPECT_EQ(hadoop_->createPig(nullptr, "", &err), nullptr);
   EXPECT_THAT(err.str(), HasSubstr("pig jar not found"));
@@ -140,7 +140,8 @@ TEST_F(PigClientTest, FailedReleaseIsLoggedAndClearGoesOn) {
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
   log_.clear();
   pig->clear();
-  EXPECT_THAT(log_.of("ZO.Hadoop.Pig"), ElementsAre(StartsWith("3 [Hadoop Client 1725]")));
+  EXPECT_THAT(log_.of("ZO.Hadoop.Pig"),
+              ElementsAre(StartsWith("3 [Hadoop Client 1725]")));
   EXPECT_THAT(log_.of("ZO.Hadoop.Pig")[0], HasSubstr("run unknown"));
 
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
@@ -166,8 +167,8 @@ TEST_F(PigClientTest, EndingReleasesTheRunThenItsOwnProxy) {
   std::vector<std::string> lines = log_.of("ZO.Hadoop.Pig");
   EXPECT_THAT(lines, testing::Contains("2 Completed destruction of Hadoop Pig instance " +
                                        id + "."));
-  EXPECT_THAT(lines, testing::Contains(StartsWith("2 Pig instance " + id +
-                                                  " acquired proxy 0x")));
+  EXPECT_THAT(lines, testing::Contains(
+                         StartsWith("2 Pig instance " + id + " acquired proxy 0x")));
 }
 
 }  // namespace

@@ -205,8 +205,9 @@ TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
 }
 
 TEST_F(PigRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
-  bridge().answerSequence("Wait", {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
-                                   ScriptedAnswer::status(ZOJNI_ERR_JVM)});
+  bridge().answerSequence("Wait",
+                          {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
+                           ScriptedAnswer::status(ZOJNI_ERR_JVM)});
   ZOHadoopPig* pig = makePig();
   RecordingText text;
   ZobString err;
