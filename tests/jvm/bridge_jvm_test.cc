@@ -3,6 +3,9 @@
 // threads and reference hygiene.
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cstring>
 #include <string>
@@ -91,6 +94,78 @@ TEST(ProxyCreation, FailuresSayWhatIsMissing) {
   zojniProxy* proxy = nullptr;
   EXPECT_EQ(ZOJNI_ERR_CREATE, noDirectory.create(kJar, kClass, &proxy));
   EXPECT_NE(std::string::npos, noDirectory.messagesOfType(2).find("JAVA_PROXY/DIRECTORY"));
+}
+
+TEST(ProxyCreation, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) {
+  const char* fromEnvironment = getenv("ZOH_PROXY_HOME");
+  const std::string buildHome = fromEnvironment != nullptr ? fromEnvironment : ZOH_TEST_PROXY_HOME;
+  char pattern[] = "/tmp/zoh-home-XXXXXX";
+  ASSERT_NE(nullptr, mkdtemp(pattern));
+  const std::string home = pattern;
+  ASSERT_EQ(0, symlink((buildHome + "/contract").c_str(), (home + "/elsewhere").c_str()));
+  ASSERT_EQ(0, symlink((buildHome + "/lib").c_str(), (home + "/lib").c_str()));
+  setenv("ZOH_PROXY_HOME", home.c_str(), 1);
+
+  CreateHost moved("elsewhere");
+  zojniProxy* proxy = nullptr;
+  EXPECT_EQ(ZOJNI_OK, moved.create(kJar, kClass, &proxy)) << moved.messagesOfType(2);
+  zojniProxyDestroy(proxy);
+  CreateHost old("contract");
+  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create(kJar, kClass, &proxy));
+  EXPECT_NE(std::string::npos, old.messagesOfType(2).find("proxy home '" + home + "'"))
+      << old.messagesOfType(2);
+
+  if (fromEnvironment != nullptr) {
+    setenv("ZOH_PROXY_HOME", buildHome.c_str(), 1);
+  } else {
+    unsetenv("ZOH_PROXY_HOME");
+  }
+  unlink((home + "/elsewhere").c_str());
+  unlink((home + "/lib").c_str());
+  rmdir(home.c_str());
+}
+
+TEST(HandleTable, UnknownReleasedAndMistypedHandlesAreJavaErrors) {
+  CreateHost host("hadoop", "HadoopClient");
+  zojniProxy* proxy = nullptr;
+  ASSERT_EQ(ZOJNI_OK, host.create("zox-proxy-hadoop.jar",
+                                  "com.zorvanta.proxy.hadoop.HadoopClientJPC", &proxy));
+  auto call = [proxy](const char* method, const char* signature, Inputs& in, Response* out) {
+    zowlpResponse* r = nullptr;
+    int status = zojniProxyCall(proxy, nullptr, "HadoopClient", method, signature, in.count(),
+                                in.data(), &r);
+    out->reset(r);
+    return status;
+  };
+  Inputs none;
+  Response response;
+  ASSERT_EQ(ZOJNI_OK, call("CreateConfig", "\x07", none, &response));
+  const int64_t cfg = jvmtest::outputs(response.get())[0].value.object;
+  Inputs release;
+  release.object(cfg);
+  ASSERT_EQ(ZOJNI_OK, call("CfgRelease", "", release, &response));
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call("CfgRelease", "", release, &response));
+  EXPECT_EQ("Unknown or released configuration handle " + std::to_string(cfg),
+            jvmtest::errorText(response.get()));
+  EXPECT_EQ(6, jvmtest::errorCode(response.get()));
+
+  Inputs noConfiguration;
+  noConfiguration.null(WLP_TYPE_OBJECT);
+  ASSERT_EQ(ZOJNI_OK, call("CreateHDFS", "\x07", noConfiguration, &response));
+  const int64_t fs = jvmtest::outputs(response.get())[0].value.object;
+  Inputs read;
+  read.object(fs).integer(10);
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call("HDFSFileRead", "\x01", read, &response));
+  EXPECT_EQ("Handle " + std::to_string(fs) + " is not a HDFS file handle",
+            jvmtest::errorText(response.get()));
+  Inputs unknown;
+  unknown.object(987654321).integer(10);
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call("HDFSFileRead", "\x01", unknown, &response));
+  EXPECT_EQ("Unknown or released HDFS file handle 987654321", jvmtest::errorText(response.get()));
+  Inputs releaseFs;
+  releaseFs.object(fs);
+  EXPECT_EQ(ZOJNI_OK, call("HDFSRelease", "", releaseFs, &response));
+  zojniProxyDestroy(proxy);
 }
 
 TEST(ProxyCreation, ThrowingConstructorStillDeliversItsOwnMessages) {
