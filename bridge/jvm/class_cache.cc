@@ -233,7 +233,11 @@ std::string proxyHome() {
 
 bool MethodCache::find(JNIEnv* env, jclass type, const char* name,
                        const std::string& inputCodes, Method* out) {
-  std::string key = std::string(name) + '\0' + inputCodes;
+  // Reused per thread: a call that finds its method allocates nothing here.
+  thread_local std::string key;
+  key.assign(name);
+  key.push_back('\0');
+  key.append(inputCodes);
   {
     std::lock_guard<std::mutex> lock(mutex_);
     auto it = methods_.find(key);

@@ -27,6 +27,7 @@ namespace {
 constexpr int kErrorMessage = 2;
 // Room for the inputs and what converting them and the outputs needs at once.
 constexpr jint kFrameBase = 32;
+constexpr int kInlineArgs = 16;
 
 thread_local int t_lastCallPolls = 0;
 
@@ -115,9 +116,16 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
   if (!proxy->methods.find(env, proxy->created.type.asClass(), method, inputCodes, &target)) {
     return ZOJNI_ERR_NO_METHOD;
   }
-  std::vector<jvalue> args(static_cast<size_t>(count));
+  // The library's methods take a handful of inputs; more go to the heap.
+  jvalue fixed[kInlineArgs];
+  std::vector<jvalue> spilled;
+  jvalue* args = fixed;
+  if (count > kInlineArgs) {
+    spilled.resize(static_cast<size_t>(count));
+    args = spilled.data();
+  }
   for (int i = 0; i < count; ++i) {
-    int status = zojni::toJava(env, *rc, params[i], &args[static_cast<size_t>(i)].l);
+    int status = zojni::toJava(env, *rc, params[i], &args[i].l);
     if (status != ZOJNI_OK) return status;
   }
   if (target.takesArray) {
@@ -127,16 +135,15 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
       return ZOJNI_ERR_MEMORY;
     }
     for (int i = 0; i < count; ++i) env->SetObjectArrayElement(all, i, args[i].l);
-    args.assign(1, jvalue{});
     args[0].l = all;
   }
   zojni::CallScope scope(poll);
   jobject instance = proxy->created.instance.get();
   jobject outputs = nullptr;
   if (target.returnsVoid) {
-    env->CallVoidMethodA(instance, target.id, args.data());
+    env->CallVoidMethodA(instance, target.id, args);
   } else {
-    outputs = env->CallObjectMethodA(instance, target.id, args.data());
+    outputs = env->CallObjectMethodA(instance, target.id, args);
   }
   t_lastCallPolls = scope.polls();
   if (env->ExceptionCheck()) return zojni::takeMethodException(env, *rc, response);
