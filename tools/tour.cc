@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <functional>
 
 #include "hadoop_path.h"
 #include "local_file.h"
@@ -71,25 +72,28 @@ bool Tour::run() {
   std::fprintf(out_, "Hadoop client %s: tour in %s\n", zox_build_version, workUri_.c_str());
   struct Step {
     const char* title;
-    bool (Tour::*run)(std::string*);
+    std::function<bool(std::string*)> run;
   };
-  const Step steps[] = {
-      {"make a directory (HDFS service)", &Tour::makeDirectory},
-      {"write a file (raw I/O adapter)", &Tour::writeThroughRawIO},
-      {"list the directory (directory adapter)", &Tour::listWithDirectoryAdapter},
-      {"read the file back (raw I/O adapter)", &Tour::readBackThroughRawIO},
-      {"copy to the local disk (copyToLocal)", &Tour::copyToLocal},
-      {"copy from the local disk (copyFromLocal)", &Tour::copyFromLocal},
-      {"rename (HDFS service)", &Tour::rename},
-      {"delete (HDFS service)", &Tour::remove},
+  const std::vector<Step> steps = {
+      {"make a directory (HDFS service)", [this](std::string* d) { return makeDirectory(d); }},
+      {"write a file (raw I/O adapter)", [this](std::string* d) { return writeThroughRawIO(d); }},
+      {"list the directory (directory adapter)",
+       [this](std::string* d) { return listWithDirectoryAdapter(d); }},
+      {"read the file back (raw I/O adapter)",
+       [this](std::string* d) { return readBackThroughRawIO(d); }},
+      {"copy to the local disk (copyToLocal)", [this](std::string* d) { return copyToLocal(d); }},
+      {"copy from the local disk (copyFromLocal)",
+       [this](std::string* d) { return copyFromLocal(d); }},
+      {"rename (HDFS service)", [this](std::string* d) { return rename(d); }},
+      {"delete (HDFS service)", [this](std::string* d) { return remove(d); }},
   };
-  const int count = static_cast<int>(sizeof steps / sizeof steps[0]);
+  const int count = static_cast<int>(steps.size());
   for (int i = 0; i < count; ++i) {
     std::fprintf(out_, "[%d/%d] %s %s ... ", i + 1, count, now().c_str(), steps[i].title);
     std::fflush(out_);
     std::string detail;
     const auto start = std::chrono::steady_clock::now();
-    const bool ok = (this->*steps[i].run)(&detail);
+    const bool ok = steps[i].run(&detail);
     const double ms = std::chrono::duration<double, std::milli>(
                           std::chrono::steady_clock::now() - start).count();
     if (!ok) {
