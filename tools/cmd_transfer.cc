@@ -45,6 +45,15 @@ bool resolveRemoteDestination(const CommandContext& ctx, const std::string& type
     *out = std::move(given);
   }
   if (found && !force) return ctx.refusePath(out->display(), kFileExists);
+  if (!found) {
+    // The Java side would make missing parents; a typo in a directory name
+    // should not quietly grow a new tree.
+    const std::string parent = parentPath(out->path());
+    bool parentThere = true;
+    if (!parent.empty() && !(*session)->exists(parent, &parentThere, &error))
+      return ctx.refuse(error);
+    if (!parentThere) return ctx.refusePath(out->display(), kNoSuchFile);
+  }
   return true;
 }
 

@@ -287,6 +287,15 @@ TEST_F(FsTool, CopyFromLocalAndToLocal) {
   EXPECT_EQ(1, exists.status);
   EXPECT_THAT(exists.err, HasSubstr("File exists"));
 
+  const ChildResult noParent = fs({"copyFromLocal", path("src.bin"), path("typo/x.bin")});
+  EXPECT_EQ(1, noParent.status);
+  EXPECT_EQ("copyFromLocal: `" + path("typo/x.bin") + "': No such file or directory\n",
+            noParent.err);
+  EXPECT_FALSE(localExists(path("typo")));
+  const ChildResult putNoParent = fs({"put", "src.bin", path("typo/x.bin")});
+  EXPECT_EQ(1, putNoParent.status);
+  EXPECT_FALSE(localExists(path("typo")));
+
   const ChildResult noSource = fs({"copyFromLocal", path("absent"), path("h")});
   EXPECT_EQ(1, noSource.status);
   EXPECT_EQ("copyFromLocal: `" + path("absent") + "': No such file or directory\n",

@@ -29,6 +29,8 @@ const std::map<std::string, const char*>& synopses() {
 }  // namespace
 
 int CommandContext::fail(const std::string& text) const {
+  // Keep the report in its place among the lines already printed.
+  std::fflush(out);
   std::fprintf(err, "%s: %s\n", line.command.c_str(), text.c_str());
   return 1;
 }
