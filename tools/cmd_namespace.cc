@@ -169,7 +169,8 @@ int runMv(const CommandContext& ctx) {
   FsTarget destination;
   if (!ctx.target(ctx.line.args[1], &destination)) return 1;
   if (hasScheme(ctx.line.args[1]) && destination.contextKey() != source.contextKey())
-    return ctx.fail("source and destination are on different file systems");
+    return ctx.fail("source and destination must name the same file system (give both as "
+                    "URIs, or both as paths)");
   EntryInfo destinationEntry;
   std::string error;
   if (!session->stat(destination, &destinationEntry, &found, &error)) return ctx.fail(error);
