@@ -69,7 +69,7 @@ bool Tour::run() {
     std::fprintf(out_, "tour: cannot start: %s\n", error.c_str());
     return false;
   }
-  std::fprintf(out_, "Hadoop client %s: tour in %s\n", zox_build_version, workUri_.c_str());
+  std::fprintf(out_, "%s: tour in %s\n", zox_build_info, workUri_.c_str());
   struct Step {
     const char* title;
     std::function<bool(std::string*)> run;

@@ -1,6 +1,7 @@
 // zohadoop-tour: the library's whole round trip through the JVM bridge and
 // the reference proxies, on the local file system.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "tour.h"
@@ -21,7 +22,12 @@ int main(int argc, char** argv) {
       return std::strcmp(argv[i], "--help") == 0 ? 0 : 2;
     }
   }
-  if (verbose) zologSetThreshold(ZOLOG_INFO);
+  if (verbose) {
+    zologSetThreshold(ZOLOG_INFO);
+  } else if (!std::getenv("ZO_LOG_LEVEL")) {
+    // A failing step prints its own text; the log would say it twice.
+    zologSetThreshold(ZOLOG_FATAL);
+  }
   zohtool::Tour tour(stdout, (1 << 20) + 123);
   return tour.run() ? 0 : 1;
 }
