@@ -244,6 +244,36 @@ TEST(LocalHdfsConfiguration, KeyValuesOverrideResourceFilesAndClusterSchemesHave
   rmdir(pattern);
 }
 
+TEST(LocalHdfsConfiguration, ReferencesAreResolvedAndFinalValuesKeptAcrossResources) {
+  char pattern[] = "/tmp/zoh-cfg-XXXXXX";
+  ASSERT_NE(nullptr, mkdtemp(pattern));
+  const std::string first = std::string(pattern) + "/first.xml";
+  const std::string second = std::string(pattern) + "/second.xml";
+  LocalHdfs::writeLocal(first,
+                        "<configuration>"
+                        "<property><name>cluster.host</name><value>nn1</value></property>"
+                        "<property><name>fs.defaultFS</name>"
+                        "<value>hdfs://${cluster.host}:${no.such.key}</value>"
+                        "<final>true</final></property></configuration>");
+  LocalHdfs::writeLocal(second,
+                        "<configuration><property><name>fs.defaultFS</name>"
+                        "<value>file:///</value></property></configuration>");
+  ZobString err;
+  ZOHadoop* hadoop = zoHadoopCreate(&err);
+  ASSERT_NE(nullptr, hadoop);
+  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
+  ASSERT_NE(nullptr, cfg) << err.str();
+  const ZobString files[] = {ZobString(first.c_str()), ZobString(second.c_str())};
+  ASSERT_TRUE(cfg->addResourceFiles(2, files, &err)) << err.str();
+  EXPECT_EQ(nullptr, hadoop->createHDFS(cfg, &err));
+  EXPECT_TRUE(contains(err, "'hdfs://nn1:${no.such.key}'")) << err.str();
+  cfg->release();
+  hadoop->release();
+  unlink(first.c_str());
+  unlink(second.c_str());
+  rmdir(pattern);
+}
+
 TEST_F(LocalHdfs, MapReduceAndPigNameTheEngineTheyLack) {
   ZobString err;
   ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_, &err);

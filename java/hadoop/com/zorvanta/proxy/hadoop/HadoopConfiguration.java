@@ -176,12 +176,10 @@ final class HadoopConfiguration {
 
   private String substitute(String value) {
     String result = value;
+    int from = 0;
     for (int round = 0; round < MAX_SUBSTITUTIONS; round++) {
-      int start = result.indexOf("${");
-      if (start < 0) {
-        return result;
-      }
-      int end = result.indexOf('}', start + 2);
+      int start = result.indexOf("${", from);
+      int end = start < 0 ? -1 : result.indexOf('}', start + 2);
       if (end < 0) {
         return result;
       }
@@ -190,9 +188,11 @@ final class HadoopConfiguration {
           : fromResources.containsKey(name) ? fromResources.get(name)
           : System.getProperty(name);
       if (replacement == null) {
-        return result;  // Hadoop leaves unknown references as they stand.
+        from = end + 1;  // Hadoop leaves unknown references as they stand.
+        continue;
       }
       result = result.substring(0, start) + replacement + result.substring(end + 1);
+      from = start;  // the replacement may itself hold references
     }
     return result;
   }
