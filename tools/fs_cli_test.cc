@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -386,6 +387,27 @@ TEST_F(FsTool, ProgressBarOnATerminalOnly) {
       runChildOnTerminal(ZOH_FS_TOOL, {"put", "big.bin", path("copy3.bin")}, options);
   EXPECT_EQ(0, quick.status);
   EXPECT_EQ("", quick.err);
+}
+
+TEST_F(FsTool, TourChecksEveryStepAndLeavesNothingBehind) {
+  ChildOptions options;
+  options.env = {{"TMPDIR", dir_}};
+  options.unset = {"ZO_LOG_LEVEL"};
+  const ChildResult tour = runChild(ZOH_TOUR_TOOL, {}, options);
+  EXPECT_EQ(0, tour.status) << tour.out << tour.err;
+  EXPECT_EQ("", tour.err);
+  EXPECT_EQ(8, std::count(tour.out.begin(), tour.out.end(), '[')) << tour.out;
+  EXPECT_THAT(tour.out, HasSubstr("[8/8]"));
+  EXPECT_THAT(tour.out, HasSubstr("all 1048699 bytes match"));
+  EXPECT_THAT(tour.out, HasSubstr("Tour complete: all 8 steps checked out.\n"));
+  EXPECT_EQ(0, std::system(("test -z \"$(ls -A '" + dir_ + "')\"").c_str()));
+
+  options.env.emplace_back("ZOH_PROXY_HOME", path("no-proxies"));
+  const ChildResult broken = runChild(ZOH_TOUR_TOOL, {}, options);
+  EXPECT_EQ(1, broken.status);
+  EXPECT_THAT(broken.out, HasSubstr("tour: cannot start: "));
+  EXPECT_THAT(broken.out, HasSubstr("no-proxies"));
+  EXPECT_EQ(0, std::system(("test -z \"$(ls -A '" + dir_ + "')\"").c_str()));
 }
 
 }  // namespace
