@@ -427,6 +427,30 @@ TEST_F(ContractProxy, ThreadsCallOneProxyAtOnce) {
   EXPECT_EQ(0, failures.load());
 }
 
+TEST_F(ContractProxy, ThreadsAreDetachedWhenTheyEnd) {
+  auto liveThreads = [this] {
+    Inputs none;
+    Response response;
+    EXPECT_EQ(ZOJNI_OK, call("LiveThreads", "\x06", none, &response));
+    return jvmtest::outputs(response.get())[0].value.integer;
+  };
+  const int before = liveThreads();
+  for (int round = 0; round < 3; ++round) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 10; ++t) {
+      threads.emplace_back([this] {
+        Inputs none;
+        zowlpResponse* r = nullptr;
+        zojniProxyCall(proxy_, nullptr, "Contract", "Nothing", "", 0, none.data(), &r);
+        zowlpResponse_destroy(r);
+      });
+    }
+    for (auto& t : threads) t.join();
+  }
+  // 30 threads came and went; a few JVM threads of its own may start meanwhile.
+  EXPECT_LE(liveThreads(), before + 3);
+}
+
 TEST_F(ContractProxy, TenThousandCallsLeaveNoReferencesOrMemoryBehind) {
   auto round = [this](int calls) {
     std::vector<char> payload(4096, 'x');

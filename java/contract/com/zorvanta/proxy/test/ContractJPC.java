@@ -160,6 +160,11 @@ public final class ContractJPC {
     return new Object[] {site.option(name)};
   }
 
+  /** Threads the JVM knows, attached native threads included. */
+  public Object[] LiveThreads() {
+    return new Object[] {Thread.getAllStackTraces().size()};
+  }
+
   public Object[] Handles() {
     return new Object[] {HandleTable.size()};
   }
