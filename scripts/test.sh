@@ -11,7 +11,7 @@ zoh_build "$ZOH_ROOT/build-asan" -DZOH_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
 echo "== tests (plain build)"
 (cd "$ZOH_ROOT/build" && ctest --output-on-failure -j "$ZOH_JOBS")
 echo "== tests (sanitizer build)"
-# The JVM raises signals of its own and maps memory that LeakSanitizer cannot
-# follow; the sanitizer build's JVM tests run with leak checks off.
+# Tests that start a JVM turn leak checking off themselves (the JVM maps and
+# keeps memory LeakSanitizer cannot follow); the rest run with leak checks on.
 (cd "$ZOH_ROOT/build-asan" && ASAN_OPTIONS=detect_leaks=1:handle_segv=0 \
   ctest --output-on-failure -j "$ZOH_JOBS")
