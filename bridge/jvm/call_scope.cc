@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "native_buffers.h"
 #include "record_conversion.h"
 
 namespace zojni {
@@ -67,7 +68,7 @@ CallScope::CallScope(ZoJniPollRecord* poll) : record_(poll), previous_(t_call) {
 }
 
 CallScope::~CallScope() {
-  for (void* b : buffers_) std::free(b);
+  for (void* b : buffers_) freeNativeBuffer(b);
   t_call = previous_;
 }
 
@@ -86,7 +87,7 @@ bool CallScope::poll(JNIEnv* env, jlong done, jlong total, jstring phase, bool n
 }
 
 void* CallScope::allocate(size_t capacity) {
-  void* data = std::malloc(capacity > 0 ? capacity : 1);
+  void* data = allocateNativeBuffer(capacity);
   if (data != nullptr) buffers_.push_back(data);
   return data;
 }
@@ -151,6 +152,5 @@ bool registerNatives(JNIEnv* env, jclass progress, jclass nativeMemory, jclass s
          env->RegisterNatives(site, siteMethods, 2) == JNI_OK;
 }
 
-void freeNativeBuffer(void* data) { std::free(data); }
 
 }  // namespace zojni

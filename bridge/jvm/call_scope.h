@@ -69,7 +69,4 @@ class CreateScope {
 // Binds the runtime jar's native methods to this bridge.
 bool registerNatives(JNIEnv* env, jclass progress, jclass nativeMemory, jclass site);
 
-// The release function of adopted buffers.
-void freeNativeBuffer(void* data);
-
 }  // namespace zojni

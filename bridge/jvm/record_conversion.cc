@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "call_scope.h"
+#include "native_buffers.h"
 #include "zojni.h"
 
 namespace zojni {

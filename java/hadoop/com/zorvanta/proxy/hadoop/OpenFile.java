@@ -13,6 +13,9 @@ final class OpenFile {
   private final boolean writable;
   private final FileChannel channel;
   private long done;
+  // Position and a size seen earlier, so that most reads cost no extra system calls.
+  private long position;
+  private long knownSize = -1;
 
   OpenFile(String path, boolean writable, FileChannel channel) {
     this.path = path;
@@ -34,14 +37,14 @@ final class OpenFile {
           "Cannot read " + count + " bytes from HDFS file '" + path + "'");
     }
     try {
-      long left = channel.size() - channel.position();
-      ByteBuffer buffer = NativeMemory.allocate((int) Math.max(0, Math.min(count, left)));
+      ByteBuffer buffer = NativeMemory.allocate((int) Math.min(count, left()));
       while (buffer.hasRemaining()) {
         int n = channel.read(buffer);
         if (n < 0) {
           break;
         }
         done += n;
+        position += n;
         Progress.report(done, -1, "read");
       }
       buffer.flip();
@@ -49,6 +52,15 @@ final class OpenFile {
     } catch (IOException e) {
       throw IoFailures.wrap("Cannot read from HDFS file", path, e);
     }
+  }
+
+  // Bytes left to read; the size is asked again only when the reads reach it,
+  // so a file that grows is still read to its end.
+  private long left() throws IOException {
+    if (position >= knownSize) {
+      knownSize = channel.size();
+    }
+    return Math.max(0, knownSize - position);
   }
 
   synchronized void write(ByteBuffer data) {
