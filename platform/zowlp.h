@@ -102,6 +102,9 @@ ZOB_API int zowlpError_text(zowlpResponse* response, char** text, int* length);
 
 // ---- Building operations (what bridges use) --------------------------------
 
+// One of the six type codes of the protocol.
+ZOB_API bool zowlpIsKnownType(int code);
+
 // An empty row set with these column types (a NUL-terminated list of codes).
 ZOB_API zowlpRowSet* zowlpRowSet_create(const char* columnTypes);
 ZOB_API int zowlpRowSet_getColumns(const zowlpRowSet* rowSet);

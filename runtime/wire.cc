@@ -24,26 +24,13 @@ struct LiveCounter {
   ~LiveCounter() { g_liveObjects.fetch_sub(1, std::memory_order_relaxed); }
 };
 
-bool isKnownType(int code) {
-  switch (code) {
-    case WLP_TYPE_BYTES:
-    case WLP_TYPE_BOOL:
-    case WLP_TYPE_INT:
-    case WLP_TYPE_OBJECT:
-    case WLP_TYPE_ROWSET:
-    case WLP_TYPE_STRING:
-      return true;
-    default:
-      return false;
-  }
-}
 
 // A valid list of codes, or false. Row sets pass allowRowSet false: a row set
 // nested in a row would have no owner that could ever destroy it.
 bool isValidTypeList(const char* codes, bool allowRowSet) {
   for (const char* c = codes; *c; ++c) {
     int code = static_cast<unsigned char>(*c);
-    if (!isKnownType(code)) return false;
+    if (!zowlpIsKnownType(code)) return false;
     if (!allowRowSet && code == WLP_TYPE_ROWSET) return false;
   }
   return true;
@@ -434,3 +421,17 @@ void zowlpRowSet_testFailAddRowAt(zowlpRowSet* rowSet, int rowIndex, int status)
 int zowlpTestLiveObjects() { return g_liveObjects.load(std::memory_order_relaxed); }
 
 }  // extern "C"
+
+bool zowlpIsKnownType(int code) {
+  switch (code) {
+    case WLP_TYPE_BYTES:
+    case WLP_TYPE_BOOL:
+    case WLP_TYPE_INT:
+    case WLP_TYPE_OBJECT:
+    case WLP_TYPE_ROWSET:
+    case WLP_TYPE_STRING:
+      return true;
+    default:
+      return false;
+  }
+}

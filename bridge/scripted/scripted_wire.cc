@@ -72,23 +72,10 @@ int setOutput(zowlpResponse* response, int index, const ScriptedValue& value) {
 
 }  // namespace
 
-bool isKnownType(int code) {
-  switch (code) {
-    case WLP_TYPE_BYTES:
-    case WLP_TYPE_BOOL:
-    case WLP_TYPE_INT:
-    case WLP_TYPE_OBJECT:
-    case WLP_TYPE_ROWSET:
-    case WLP_TYPE_STRING:
-      return true;
-    default:
-      return false;
-  }
-}
 
 bool isValidTypeList(const std::string& codes) {
   for (char code : codes) {
-    if (!isKnownType(static_cast<unsigned char>(code))) return false;
+    if (!zowlpIsKnownType(static_cast<unsigned char>(code))) return false;
   }
   return true;
 }
@@ -98,7 +85,7 @@ int copyRecord(const zowlpParameter& record, ScriptedValue* out) {
   out->type = record.type;
   out->present = record.present != 0;
   out->length = record.length;
-  if (!isKnownType(record.type)) return ZOJNI_ERR_INPUT_TYPE;
+  if (!zowlpIsKnownType(record.type)) return ZOJNI_ERR_INPUT_TYPE;
   // A bridge ignores the value fields of a null record, so must the copy.
   if (!out->present) return ZOJNI_OK;
   switch (record.type) {

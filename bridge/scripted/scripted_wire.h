@@ -10,7 +10,6 @@
 
 namespace scripted_wire {
 
-bool isKnownType(int code);
 // Every byte of `codes` is a known type code.
 bool isValidTypeList(const std::string& codes);
 
