@@ -25,6 +25,15 @@ bool lookUp(const CommandContext& ctx, const std::string& typed, FsTarget* targe
   return true;
 }
 
+// As lookUp, and a missing entry is a failure too.
+bool lookUpExisting(const CommandContext& ctx, const std::string& typed, FsTarget* target,
+                    HdfsSession** session, EntryInfo* entry) {
+  bool found = false;
+  if (!lookUp(ctx, typed, target, session, entry, &found)) return false;
+  if (!found) ctx.failPath(target->display(), kNoSuchFile);
+  return found;
+}
+
 void printLines(const CommandContext& ctx, const std::vector<EntryInfo>& entries) {
   for (const auto& line : formatListLines(entries)) std::fprintf(ctx.out, "%s\n", line.c_str());
 }
@@ -40,13 +49,8 @@ int runLs(const CommandContext& ctx) {
     FsTarget target;
     HdfsSession* session = nullptr;
     EntryInfo entry;
-    bool found = false;
-    if (!lookUp(ctx, typed, &target, &session, &entry, &found)) {
+    if (!lookUpExisting(ctx, typed, &target, &session, &entry)) {
       status = 1;
-      continue;
-    }
-    if (!found) {
-      status = ctx.failPath(target.display(), kNoSuchFile);
       continue;
     }
     if (!entry.isDir || directoryItself) {
@@ -229,13 +233,8 @@ int runStat(const CommandContext& ctx) {
     FsTarget target;
     HdfsSession* session = nullptr;
     EntryInfo entry;
-    bool found = false;
-    if (!lookUp(ctx, typed, &target, &session, &entry, &found)) {
+    if (!lookUpExisting(ctx, typed, &target, &session, &entry)) {
       status = 1;
-      continue;
-    }
-    if (!found) {
-      status = ctx.failPath(target.display(), kNoSuchFile);
       continue;
     }
     std::string line;

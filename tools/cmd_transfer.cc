@@ -184,11 +184,14 @@ int runPut(const CommandContext& ctx) {
   return status;
 }
 
-int runGet(const CommandContext& ctx) {
+// Resolves each remote source of a get-like command to its local destination
+// and hands the pair to `transfer`, which returns 0 or the failure status.
+template <class Transfer>
+int eachRemoteToLocal(const CommandContext& ctx, const char* command, Transfer transfer) {
   std::vector<std::string> sources;
   std::string typedDestination;
   if (!sourcesAndDestination(ctx, &sources, &typedDestination))
-    return usageError(ctx, commandSynopsis("get"));
+    return usageError(ctx, commandSynopsis(command));
   const bool force = hasFlag(ctx.line, "-f");
   int status = 0;
   for (const auto& typed : sources) {
@@ -201,19 +204,21 @@ int runGet(const CommandContext& ctx) {
       status = 1;
       continue;
     }
-    PendingLocalFile file(local);
-    std::string error;
-    if (!file.open(&error)) {
-      status = ctx.fail(error);
-      continue;
-    }
-    if (!streamOut(ctx, source, file.fd(), ctx.progressOnTerminal)) {
-      status = 1;
-      continue;
-    }
-    if (!file.commit(&error)) status = ctx.fail(error);
+    const int result = transfer(source, session, local, force);
+    if (result != 0) status = result;
   }
   return status;
+}
+
+int runGet(const CommandContext& ctx) {
+  return eachRemoteToLocal(ctx, "get", [&ctx](const FsTarget& source, HdfsSession*,
+                                              const std::string& local, bool) {
+    PendingLocalFile file(local);
+    std::string error;
+    if (!file.open(&error)) return ctx.fail(error);
+    if (!streamOut(ctx, source, file.fd(), ctx.progressOnTerminal)) return 1;
+    return file.commit(&error) ? 0 : ctx.fail(error);
+  });
 }
 
 int runCat(const CommandContext& ctx) {
@@ -271,32 +276,16 @@ int runCopyFromLocal(const CommandContext& ctx) {
 }
 
 int runCopyToLocal(const CommandContext& ctx) {
-  std::vector<std::string> sources;
-  std::string typedDestination;
-  if (!sourcesAndDestination(ctx, &sources, &typedDestination))
-    return usageError(ctx, commandSynopsis("copyToLocal"));
-  const bool force = hasFlag(ctx.line, "-f");
-  int status = 0;
-  for (const auto& typed : sources) {
-    FsTarget source;
-    HdfsSession* session = nullptr;
-    std::string local;
-    if (!resolveRemoteSource(ctx, typed, &source, &session) ||
-        !resolveLocalDestination(ctx, typedDestination, baseName(source.path()),
-                                 sources.size() > 1, force, &local)) {
-      status = 1;
-      continue;
-    }
+  return eachRemoteToLocal(ctx, "copyToLocal", [&ctx](const FsTarget& source,
+                                                      HdfsSession* session,
+                                                      const std::string& local, bool force) {
     ZobString err;
     if (!session->hdfs()->copyToLocal(nullptr, ZobString(source.path().c_str()), false,
-                                      ZobString(local.c_str()), force, &err)) {
-      status = ctx.fail(err.str());
-      continue;
-    }
-    if (localKind(local) == LocalKind::kMissing)
-      status = ctx.failPath(local, "was not created");
-  }
-  return status;
+                                      ZobString(local.c_str()), force, &err))
+      return ctx.fail(err.str());
+    if (localKind(local) == LocalKind::kMissing) return ctx.failPath(local, "was not created");
+    return 0;
+  });
 }
 
 }  // namespace zohtool
