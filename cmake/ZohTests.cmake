@@ -25,3 +25,12 @@ function(zoh_glob_sources out dir)
   list(FILTER found EXCLUDE REGEX "_test\\.cc$")
   set(${out} ${found} PARENT_SCOPE)
 endfunction()
+
+# zoh_use_test_cluster(<tests...>): these tests run against the test cluster
+# (a real HDFS on loopback) that the run starts once, as the CTest fixture
+# "test_cluster" (tests/cluster); they find it through ZOH_TEST_CLUSTER.
+function(zoh_use_test_cluster)
+  set_tests_properties(${ARGN} PROPERTIES FIXTURES_REQUIRED test_cluster)
+  set_property(TEST ${ARGN} APPEND PROPERTY ENVIRONMENT
+               "ZOH_TEST_CLUSTER=${ZOH_TESTCLUSTER_STATE}/cluster.env")
+endfunction()

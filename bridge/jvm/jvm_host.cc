@@ -1,5 +1,10 @@
 #include "jvm_host.h"
 
+#include <clocale>
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
+#include <locale.h>
 #include <cctype>
 #include <cstdlib>
 #include <mutex>
@@ -26,8 +31,56 @@ struct ThreadAttachment {
 };
 thread_local ThreadAttachment t_attachment;
 
+// What every JVM of ours starts with; ZOH_JVM_OPTIONS comes after, so a user's
+// option of the same name wins.
+const char* const kDefaultOptions[] = {
+    // Names and texts cross as UTF-8 whatever the host's locale says.
+    "-Dfile.encoding=UTF-8",
+    // Hadoop reaches into these JDK packages by reflection; Java 17 refuses that
+    // unless they are opened (the list Hadoop's own launch scripts use).
+    "--add-opens=java.base/java.io=ALL-UNNAMED",
+    "--add-opens=java.base/java.lang=ALL-UNNAMED",
+    "--add-opens=java.base/java.lang.reflect=ALL-UNNAMED",
+    "--add-opens=java.base/java.math=ALL-UNNAMED",
+    "--add-opens=java.base/java.net=ALL-UNNAMED",
+    "--add-opens=java.base/java.nio=ALL-UNNAMED",
+    "--add-opens=java.base/java.text=ALL-UNNAMED",
+    "--add-opens=java.base/java.util=ALL-UNNAMED",
+    "--add-opens=java.base/java.util.concurrent=ALL-UNNAMED",
+    "--add-opens=java.base/java.util.zip=ALL-UNNAMED",
+    "--add-opens=java.base/sun.nio.ch=ALL-UNNAMED",
+    "--add-opens=java.base/sun.security.util=ALL-UNNAMED",
+    "--add-opens=java.base/sun.security.x509=ALL-UNNAMED",
+    "--add-opens=java.security.jgss/sun.security.krb5=ALL-UNNAMED",
+};
+
+// The JVM's own printing (start-up errors, -verbose, -Xlog) goes to standard
+// error: standard output belongs to the host (the tool's `cat` writes data there).
+jint JNICALL printToStderr(FILE*, const char* format, va_list args) {
+  return std::vfprintf(stderr, format, args);
+}
+
+// Creates the JVM with a UTF-8 character type on this thread only. The JVM fixes
+// its file-name encoding (sun.jnu.encoding) from the creating thread's locale
+// and cannot be told otherwise; under the POSIX locale that is ASCII and every
+// non-ASCII name fails. The JVM also sets the process's locale from the
+// environment while it starts; the host's locale is put back afterwards.
+jint createVmUnderUtf8(JavaVM** vm, JNIEnv** env, JavaVMInitArgs* args) {
+  const char* current = std::setlocale(LC_ALL, nullptr);
+  std::string hostLocale = current != nullptr ? current : "";
+  locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+  locale_t previous = utf8 != static_cast<locale_t>(0) ? uselocale(utf8) : nullptr;
+  jint rc = JNI_CreateJavaVM(vm, reinterpret_cast<void**>(env), args);
+  if (utf8 != static_cast<locale_t>(0)) {
+    uselocale(previous);
+    freelocale(utf8);
+  }
+  if (!hostLocale.empty()) std::setlocale(LC_ALL, hostLocale.c_str());
+  return rc;
+}
+
 std::vector<std::string> jvmOptions() {
-  std::vector<std::string> options;
+  std::vector<std::string> options(std::begin(kDefaultOptions), std::end(kDefaultOptions));
   const char* text = std::getenv("ZOH_JVM_OPTIONS");
   if (text == nullptr) return options;
   std::string current;
@@ -58,18 +111,20 @@ bool startVm(std::string* why) {
     return true;
   }
   std::vector<std::string> texts = jvmOptions();
-  std::vector<JavaVMOption> options(texts.size());
+  std::vector<JavaVMOption> options(texts.size() + 1);
   for (size_t i = 0; i < texts.size(); ++i) {
     options[i].optionString = const_cast<char*>(texts[i].c_str());
     options[i].extraInfo = nullptr;
   }
+  options.back().optionString = const_cast<char*>("vfprintf");
+  options.back().extraInfo = reinterpret_cast<void*>(&printToStderr);
   JavaVMInitArgs args{};
   args.version = JNI_VERSION_10;
   args.nOptions = static_cast<jint>(options.size());
   args.options = options.empty() ? nullptr : options.data();
   args.ignoreUnrecognized = JNI_FALSE;
   JNIEnv* env = nullptr;
-  jint rc = JNI_CreateJavaVM(&g_vm, reinterpret_cast<void**>(&env), &args);
+  jint rc = createVmUnderUtf8(&g_vm, &env, &args);
   if (rc != JNI_OK) {
     g_vm = nullptr;
     g_startFailure = "the JVM could not be started (JNI_CreateJavaVM returned " +
@@ -121,6 +176,8 @@ int currentEnv(JNIEnv** env, std::string* why) {
 }
 
 JNIEnv* attachedEnv() { return t_attachment.env; }
+
+bool bridgeAttachedThread() { return t_attachment.detachAtExit; }
 
 std::atomic<int>& liveGlobalRefs() {
   static std::atomic<int> count{0};

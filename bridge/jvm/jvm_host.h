@@ -15,4 +15,8 @@ int currentEnv(JNIEnv** env, std::string* why);
 // The environment of a thread already known to be attached, or null.
 JNIEnv* attachedEnv();
 
+// Whether the bridge attached the calling thread itself (and so may leave
+// thread state such as the context class loader set between calls).
+bool bridgeAttachedThread();
+
 }  // namespace zojni

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "call_scope.h"
+#include "context_loader.h"
 #include "exception_mapping.h"
 #include "record_conversion.h"
 #include "zojni.h"
@@ -128,6 +129,8 @@ int createProxy(JNIEnv* env, const RuntimeClasses& rc, const char* jar, const ch
   if (env->ExceptionCheck() || !jarName) return javaFailure(env, rc, "Java proxy site");
   LocalRef<jstring> cls(env, newJavaString(env, className, std::strlen(className)));
   if (env->ExceptionCheck() || !cls) return javaFailure(env, rc, "Java proxy site");
+  // The constructor may already load Hadoop's classes and configuration.
+  ContextLoaderScope contextLoader(env, loader->loader.get());
   LocalRef<jobject> instance(env, env->CallStaticObjectMethod(
       rc.loadersClass.asClass(), rc.loaderCreate, loader->loader.get(), dir.get(), jarName.get(),
       cls.get(), site.get()));

@@ -6,6 +6,7 @@
 
 #include "call_scope.h"
 #include "class_cache.h"
+#include "context_loader.h"
 #include "exception_mapping.h"
 #include "jni_refs.h"
 #include "jvm_host.h"
@@ -140,10 +141,13 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
   zojni::CallScope scope(poll);
   jobject instance = proxy->created.instance.get();
   jobject outputs = nullptr;
-  if (target.returnsVoid) {
-    env->CallVoidMethodA(instance, target.id, args);
-  } else {
-    outputs = env->CallObjectMethodA(instance, target.id, args);
+  {
+    zojni::ContextLoaderScope contextLoader(env, proxy->created.loader->loader.get());
+    if (target.returnsVoid) {
+      env->CallVoidMethodA(instance, target.id, args);
+    } else {
+      outputs = env->CallObjectMethodA(instance, target.id, args);
+    }
   }
   t_lastCallPolls = scope.polls();
   if (env->ExceptionCheck()) return zojni::takeMethodException(env, *rc, response);

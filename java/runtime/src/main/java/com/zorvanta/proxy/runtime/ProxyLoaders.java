@@ -17,7 +17,10 @@ import java.util.List;
 public final class ProxyLoaders {
   private ProxyLoaders() {}
 
-  /** A loader over every jar of `directory`, which must hold `jar`. */
+  /**
+   * A loader over every jar of `directory`, which must hold `jar`, then every
+   * jar of its `lib` subdirectory, in name order.
+   */
   public static ClassLoader forDirectory(String directory, String jar, ClassLoader parent) {
     File dir = new File(directory);
     if (!dir.isDirectory()) {
@@ -29,14 +32,16 @@ public final class ProxyLoaders {
       throw new ProxyException(ProxyException.NOT_FOUND,
           "Java proxy jar '" + jar + "' not found in directory '" + directory + "'");
     }
-    File[] jars = dir.listFiles((d, name) -> name.endsWith(".jar"));
-    Arrays.sort(jars);
     List<URL> urls = new ArrayList<>();
     urls.add(url(named));
-    for (File f : jars) {
+    for (File f : jarsOf(dir)) {
       if (!f.getName().equals(jar)) {
         urls.add(url(f));
       }
+    }
+    // A proxy directory looks like an installation: its dependencies in lib/.
+    for (File f : jarsOf(new File(dir, "lib"))) {
+      urls.add(url(f));
     }
     return new URLClassLoader("proxies:" + directory, urls.toArray(new URL[0]),
         parent != null ? parent : ProxyLoaders.class.getClassLoader());
@@ -82,6 +87,15 @@ public final class ProxyLoaders {
       throw new ProxyException(ProxyException.GENERAL,
           "getVersion failed: " + Failures.text(e.getCause() != null ? e.getCause() : e), e);
     }
+  }
+
+  private static File[] jarsOf(File dir) {
+    File[] jars = dir.listFiles((d, name) -> name.endsWith(".jar"));
+    if (jars == null) {
+      return new File[0];
+    }
+    Arrays.sort(jars);
+    return jars;
   }
 
   private static URL url(File f) {

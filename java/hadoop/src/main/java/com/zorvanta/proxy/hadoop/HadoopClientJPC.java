@@ -5,11 +5,12 @@ import com.zorvanta.proxy.runtime.ProxyException;
 import com.zorvanta.proxy.runtime.ProxySite;
 import com.zorvanta.proxy.runtime.RowSet;
 import java.nio.ByteBuffer;
+import org.apache.hadoop.util.VersionInfo;
 
 /**
- * The Hadoop client proxy: configurations, the HDFS service on the embedded
- * local file system, and the MapReduce entry points, which have no job engine
- * here. Every Java object that the caller holds goes through the handle table.
+ * The Hadoop client proxy: configurations, the HDFS service and MapReduce on
+ * Apache Hadoop's own client. Every Java object that the caller holds goes
+ * through the handle table.
  */
 public final class HadoopClientJPC {
   static final String VERSION = "1.6";
@@ -20,18 +21,18 @@ public final class HadoopClientJPC {
 
   public HadoopClientJPC(ProxySite site) {
     String directory = site.option("JAVA_PROXY/DIRECTORY");
-    site.info("Hadoop client proxy " + VERSION + " ready (file system: embedded local"
-        + (directory != null ? ", directory " + directory : "") + ")");
+    site.info("Hadoop client proxy " + VERSION + " ready (Apache Hadoop "
+        + VersionInfo.getVersion() + (directory != null ? ", directory " + directory : "") + ")");
   }
 
   public String getVersion() {
-    return VERSION;
+    return VERSION + " (Apache Hadoop " + VersionInfo.getVersion() + ")";
   }
 
   // ---- configurations ----
 
   public Object[] CreateConfig() {
-    return new Object[] {HandleTable.register(new HadoopConfiguration())};
+    return new Object[] {HandleTable.register(new ClientConfiguration())};
   }
 
   public void CfgSetUser(Long cfg, String user, String password) {
@@ -39,44 +40,33 @@ public final class HadoopClientJPC {
   }
 
   public void CfgSetKeyValues(Long cfg, RowSet keyValues) {
-    HadoopConfiguration conf = configuration(cfg);
+    ClientConfiguration conf = configuration(cfg);
     for (int i = 0; keyValues != null && i < keyValues.size(); i++) {
       conf.set(keyValues.text(i, 0), keyValues.text(i, 1));
     }
   }
 
   public void CfgAddResourceFiles(Long cfg, RowSet files) {
-    HadoopConfiguration conf = configuration(cfg);
+    ClientConfiguration conf = configuration(cfg);
     for (int i = 0; files != null && i < files.size(); i++) {
       conf.addResource(files.text(i, 0));
     }
   }
 
   public void CfgRelease(Long cfg) {
-    HandleTable.release(cfg, HadoopConfiguration.class, CONFIGURATION);
+    HandleTable.release(cfg, ClientConfiguration.class, CONFIGURATION);
   }
 
   // ---- HDFS service ----
 
   public Object[] CreateHDFS(Long cfg) {
-    String defaultFs = null;
-    if (cfg != null && cfg != 0) {
-      HadoopConfiguration conf = configuration(cfg);
-      defaultFs = conf.get("fs.defaultFS");
-      if (defaultFs == null) {
-        defaultFs = conf.get("fs.default.name");
-      }
-    }
-    if (!LocalFileSystem.serves(defaultFs)) {
-      throw new ProxyException(ProxyException.UNSUPPORTED, "No file system backend for"
-          + " fs.defaultFS '" + defaultFs + "': this proxy has no cluster client and serves"
-          + " only the local file system (fs.defaultFS file:/// or unset)");
-    }
-    return new Object[] {HandleTable.register(new LocalFileSystem())};
+    ClientConfiguration conf = cfg == null || cfg == 0 ? new ClientConfiguration()
+        : configuration(cfg);
+    return new Object[] {HandleTable.register(new HdfsService(conf))};
   }
 
   public void HDFSRelease(Long fs) {
-    HandleTable.release(fs, LocalFileSystem.class, HDFS);
+    HandleTable.release(fs, HdfsService.class, HDFS).close();
   }
 
   public void HDFSRename(Long fs, String from, String to) {
@@ -89,7 +79,8 @@ public final class HadoopClientJPC {
    */
   public void HDFSCopyFile(Long fs, Boolean toHdfs, String source, Boolean sourceFlag,
       String destination, Boolean destinationFlag) {
-    hdfs(fs).copy(source, isTrue(sourceFlag), destination, isTrue(destinationFlag));
+    hdfs(fs).copy(isTrue(toHdfs), source, isTrue(sourceFlag), destination,
+        isTrue(destinationFlag));
   }
 
   public Object[] HDFSMKDIR(Long fs, String path) {
@@ -114,17 +105,9 @@ public final class HadoopClientJPC {
    */
   public Object[] HDFSOpenFile(Long fs, String path, Integer mode, Integer exclusive,
       Integer bufferSize) {
-    LocalFileSystem local = hdfs(fs);
-    int m = mode == null ? LocalFileSystem.MODE_READ : mode;
-    OpenFile file = local.open(path, m, exclusive != null && exclusive == 1);
-    RowSet stats;
-    try {
-      stats = local.stats(path);
-    } catch (RuntimeException e) {
-      file.close();
-      throw e;
-    }
-    return new Object[] {HandleTable.register(file), stats};
+    OpenFile file = hdfs(fs).open(path, mode == null ? HdfsService.MODE_READ : mode,
+        exclusive != null && exclusive == 1, bufferSize == null ? 0 : bufferSize);
+    return new Object[] {HandleTable.register(file), file.stats()};
   }
 
   public Object[] HDFSFileRead(Long file, Integer count) {
@@ -142,40 +125,34 @@ public final class HadoopClientJPC {
     HandleTable.release(file, OpenFile.class, FILE).close();
   }
 
-  // ---- MapReduce: no engine behind this proxy ----
+  // ---- MapReduce ----
 
   public Object[] CreateMapReduce(Long cfg) {
-    throw noJobEngine("CreateMapReduce");
+    return new Object[] {MapReduceJobs.create(configuration(cfg))};
   }
 
   public Object[] MapReduceRun(Long job, RowSet properties) {
-    throw noJobEngine("MapReduceRun");
+    return MapReduceJobs.run(job, properties);
   }
 
   public Object[] MapReduceWait(Long job) {
-    throw noJobEngine("MapReduceWait");
+    return MapReduceJobs.await(job);
   }
 
   public void MapReduceStop(Long job) {
-    throw noJobEngine("MapReduceStop");
+    MapReduceJobs.stop(job);
   }
 
   public void MapReduceRelease(Long job) {
-    throw noJobEngine("MapReduceRelease");
+    MapReduceJobs.release(job);
   }
 
-  private static ProxyException noJobEngine(String method) {
-    return new ProxyException(ProxyException.UNSUPPORTED, method + ": no MapReduce job engine"
-        + " is available; this proxy runs on the embedded local file system and has no"
-        + " MapReduce framework or cluster to submit jobs to");
+  static ClientConfiguration configuration(Long handle) {
+    return HandleTable.get(handle, ClientConfiguration.class, CONFIGURATION);
   }
 
-  private static HadoopConfiguration configuration(Long handle) {
-    return HandleTable.get(handle, HadoopConfiguration.class, CONFIGURATION);
-  }
-
-  private static LocalFileSystem hdfs(Long handle) {
-    return HandleTable.get(handle, LocalFileSystem.class, HDFS);
+  private static HdfsService hdfs(Long handle) {
+    return HandleTable.get(handle, HdfsService.class, HDFS);
   }
 
   private static boolean isTrue(Boolean b) {

@@ -1,0 +1,119 @@
+package com.zorvanta.proxy.hadoop;
+
+import com.zorvanta.proxy.runtime.ProxyException;
+import java.io.File;
+import java.io.IOException;
+import java.security.PrivilegedExceptionAction;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.security.UserGroupInformation;
+
+/**
+ * One configuration as the library fills it: a Hadoop {@link Configuration}
+ * (Hadoop's defaults, then HADOOP_CONF_DIR's site files as Hadoop's own tools
+ * read them, then the caller's resource files and keys) and the user its
+ * services act as.
+ */
+final class ClientConfiguration {
+  /** Site files read from HADOOP_CONF_DIR, as Hadoop's launch scripts put it on the class path. */
+  private static final String[] SITE_FILES = {
+      "core-site.xml", "hdfs-site.xml", "mapred-site.xml", "yarn-site.xml"};
+
+  private final Configuration conf;
+  private UserGroupInformation user;
+  private String password;
+
+  ClientConfiguration() {
+    conf = new Configuration();
+    conf.setClassLoader(ClientConfiguration.class.getClassLoader());
+    String confDir = System.getenv("HADOOP_CONF_DIR");
+    if (confDir != null && !confDir.isEmpty()) {
+      for (String name : SITE_FILES) {
+        File site = new File(confDir, name);
+        if (site.isFile()) {
+          addResource(site.getPath());
+        }
+      }
+    }
+  }
+
+  synchronized Configuration hadoop() {
+    return conf;
+  }
+
+  synchronized void set(String key, String value) {
+    if (key == null || key.trim().isEmpty()) {
+      throw new ProxyException(ProxyException.INVALID_ARGUMENT,
+          "A configuration key must not be empty");
+    }
+    conf.set(key.trim(), value == null ? "" : value);
+  }
+
+  /**
+   * Adds a resource file in Hadoop's XML format. Hadoop reads resources lazily
+   * and skips a missing file silently, so the file is checked and parsed here
+   * first: a bad file is an error that names it, and the configuration stays
+   * as it was.
+   */
+  synchronized void addResource(String name) {
+    if (name == null || name.isEmpty()) {
+      throw new ProxyException(ProxyException.INVALID_ARGUMENT,
+          "A configuration resource file name must not be empty");
+    }
+    Path path = new Path(name);
+    File file = new File(path.toUri().getPath());
+    if (!file.isFile()) {
+      throw new ProxyException(ProxyException.NOT_FOUND, "Configuration resource file '" + name
+          + "' " + (file.exists() ? "is not a regular file" : "does not exist"));
+    }
+    if (!file.canRead()) {
+      throw new ProxyException(ProxyException.PERMISSION_DENIED,
+          "Configuration resource file '" + name + "' cannot be read: permission denied");
+    }
+    Configuration probe = new Configuration(false);
+    probe.addResource(path);
+    try {
+      probe.size();
+    } catch (RuntimeException e) {
+      Throwable cause = e.getCause() != null ? e.getCause() : e;
+      throw new ProxyException(ProxyException.INVALID_ARGUMENT, "Configuration resource file '"
+          + name + "' is not a valid Hadoop configuration: "
+          + HadoopFailures.oneLine(cause.getMessage()), cause);
+    }
+    conf.addResource(path);
+  }
+
+  /** An empty user means the process's own (or HADOOP_USER_NAME), as Hadoop's tools do. */
+  synchronized void setUser(String name, String password) {
+    this.user = name == null || name.trim().isEmpty() ? null
+        : UserGroupInformation.createRemoteUser(name.trim());
+    this.password = password;
+  }
+
+  synchronized boolean hasPassword() {
+    return password != null && !password.isEmpty();
+  }
+
+  /** Runs `action` as the configuration's user; file systems keep the user they were made by. */
+  <T> T as(PrivilegedExceptionAction<T> action) throws IOException {
+    UserGroupInformation who;
+    synchronized (this) {
+      who = user;
+    }
+    if (who == null) {
+      try {
+        return action.run();
+      } catch (IOException | RuntimeException e) {
+        throw e;
+      } catch (Exception e) {
+        throw new IOException(e);
+      }
+    }
+    try {
+      return who.doAs(action);
+    } catch (InterruptedException e) {
+      Thread.currentThread().interrupt();
+      throw new java.io.InterruptedIOException("interrupted while acting as " + who.getUserName());
+    }
+  }
+}

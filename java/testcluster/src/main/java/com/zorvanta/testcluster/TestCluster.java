@@ -1,0 +1,123 @@
+package com.zorvanta.testcluster;
+
+import java.io.File;
+import java.io.FileOutputStream;
+import java.io.IOException;
+import java.io.OutputStream;
+import java.io.PrintWriter;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.StandardCopyOption;
+import java.util.concurrent.CountDownLatch;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.hdfs.HdfsConfiguration;
+import org.apache.hadoop.hdfs.MiniDFSCluster;
+
+/**
+ * A real HDFS on loopback for the tests: a NameNode (RPC and HTTP, so WebHDFS
+ * too) and DataNodes on free ports, in one JVM. It writes a `core-site.xml`
+ * naming the cluster and, once the cluster answers, a ready file of key=value
+ * lines; it stops cleanly on SIGTERM or when its standard input ends.
+ *
+ * <pre>
+ * TestCluster --dir DIR [--datanodes N] [--stop-on-eof]
+ * </pre>
+ */
+public final class TestCluster {
+  /** A directory the tests' default user cannot enter: owned by another user, mode 700. */
+  static final String PRIVATE_DIR = "/zoh-private";
+  static final String PRIVATE_OWNER = "zoh-other";
+
+  private TestCluster() {}
+
+  public static void main(String[] args) throws Exception {
+    File dir = null;
+    int dataNodes = 1;
+    boolean stopOnEof = false;
+    for (int i = 0; i < args.length; i++) {
+      switch (args[i]) {
+        case "--dir":
+          dir = new File(args[++i]).getAbsoluteFile();
+          break;
+        case "--datanodes":
+          dataNodes = Integer.parseInt(args[++i]);
+          break;
+        case "--stop-on-eof":
+          stopOnEof = true;
+          break;
+        default:
+          System.err.println("usage: TestCluster --dir DIR [--datanodes N] [--stop-on-eof]");
+          System.exit(2);
+      }
+    }
+    if (dir == null) {
+      System.err.println("TestCluster: --dir is required");
+      System.exit(2);
+    }
+    File ready = new File(dir, "cluster.env");
+    Files.deleteIfExists(ready.toPath());
+
+    Configuration conf = new HdfsConfiguration();
+    conf.set(MiniDFSCluster.HDFS_MINIDFS_BASEDIR, new File(dir, "data").getPath());
+    conf.set("dfs.namenode.http-address", "127.0.0.1:0");
+    conf.set("dfs.namenode.rpc-address", "127.0.0.1:0");
+    conf.setInt("dfs.replication", Math.min(3, dataNodes));
+    // Appends and pipeline recovery on a cluster this small must not ask for nodes it lacks.
+    conf.set("dfs.client.block.write.replace-datanode-on-failure.policy", "NEVER");
+    MiniDFSCluster cluster = new MiniDFSCluster.Builder(conf, new File(dir, "data"))
+        .numDataNodes(dataNodes).nameNodePort(0).nameNodeHttpPort(0)
+        .format(true).build();
+    CountDownLatch stopped = new CountDownLatch(1);
+    Runtime.getRuntime().addShutdownHook(new Thread(() -> {
+      cluster.shutdown(true);
+      stopped.countDown();
+    }, "test-cluster-shutdown"));
+    cluster.waitActive();
+
+    String hdfs = "hdfs://127.0.0.1:" + cluster.getNameNodePort();
+    String webhdfs = "webhdfs://127.0.0.1:" + cluster.getNameNode().getHttpAddress().getPort();
+    try (FileSystem fs = cluster.getFileSystem()) {
+      fs.mkdirs(new Path(PRIVATE_DIR), new FsPermission((short) 0700));
+      fs.setPermission(new Path(PRIVATE_DIR), new FsPermission((short) 0700));
+      fs.setOwner(new Path(PRIVATE_DIR), PRIVATE_OWNER, PRIVATE_OWNER);
+      fs.setPermission(new Path("/"), new FsPermission((short) 0777));
+    }
+    File site = new File(dir, "core-site.xml");
+    writeSite(site, hdfs, dataNodes);
+    File partial = new File(dir, "cluster.env.partial");
+    try (PrintWriter w = new PrintWriter(partial, StandardCharsets.UTF_8)) {
+      w.println("hdfs=" + hdfs);
+      w.println("webhdfs=" + webhdfs);
+      w.println("private=" + PRIVATE_DIR);
+      w.println("site=" + site.getPath());
+      w.println("pid=" + ProcessHandle.current().pid());
+    }
+    Files.move(partial.toPath(), ready.toPath(), StandardCopyOption.ATOMIC_MOVE);
+    System.out.println("test cluster ready: " + hdfs + " " + webhdfs);
+    System.out.flush();
+
+    if (stopOnEof) {
+      while (System.in.read() >= 0) {
+        // a line from the user means nothing; the end of input stops the cluster
+      }
+      System.exit(0);
+    }
+    stopped.await();
+  }
+
+  /** What a client of this cluster needs: its address, and what a cluster this small can do. */
+  private static void writeSite(File file, String defaultFs, int dataNodes) throws IOException {
+    Configuration site = new Configuration(false);
+    site.set("fs.defaultFS", defaultFs);
+    site.setInt("dfs.replication", Math.min(3, dataNodes));
+    if (dataNodes < 3) {
+      site.set("dfs.client.block.write.replace-datanode-on-failure.enable", "false");
+    }
+    try (OutputStream out = new FileOutputStream(file)) {
+      site.writeXml(out);
+    }
+  }
+}
