@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ struct FileSystemUnderTest {
   std::string siteFile;    // the cluster's client configuration ("" for file:)
   std::string error;  // set when the cluster was expected but cannot be named
 };
+
+inline void PrintTo(const FileSystemUnderTest& fs, std::ostream* out) { *out << fs.name; }
 
 // file: always; hdfs and webhdfs when ZOH_TEST_CLUSTER names the cluster's
 // ready file (the CTest fixture sets it).
