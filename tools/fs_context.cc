@@ -2,6 +2,7 @@
 #include <map>
 
 #include "fs_commands.h"
+#include "hadoop_path.h"
 
 namespace zohtool {
 
@@ -31,7 +32,7 @@ const std::map<std::string, const char*>& synopses() {
 int CommandContext::fail(const std::string& text) const {
   // Keep the report in its place among the lines already printed.
   std::fflush(out);
-  std::fprintf(err, "%s: %s\n", line.command.c_str(), text.c_str());
+  std::fprintf(err, "%s: %s\n", line.command.c_str(), withoutSecrets(text).c_str());
   return 1;
 }
 

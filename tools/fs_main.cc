@@ -9,6 +9,8 @@
 
 #include "fs_args.h"
 #include "fs_commands.h"
+#include "hadoop_path.h"
+#include "interruption.h"
 #include "local_file.h"
 #include "progress_bar.h"
 #include "zo_logger.h"
@@ -90,7 +92,8 @@ int fsMain(int argc, char** argv) {
   CommandLine line;
   std::string error;
   if (!parseCommandLine(std::vector<std::string>(argv + 1, argv + argc), &line, &error)) {
-    std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", kFsToolName, error.c_str(), kFsToolName);
+    std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", kFsToolName,
+                 withoutSecrets(error).c_str(), kFsToolName);
     return 2;
   }
   if (line.options.help) {
@@ -114,6 +117,7 @@ int fsMain(int argc, char** argv) {
                              ProgressBar::delayFromEnvironment()};
     status = runnerFor(line.command)(ctx);
   }
+  if (interrupted()) status = kInterruptedStatus;
   if (std::fflush(stdout) != 0 && status == 0) status = 1;
   return status;
 }

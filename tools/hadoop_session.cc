@@ -27,6 +27,10 @@ bool FsTarget::parse(const std::string& typed, const GenericOptions& options,
     *error = "`" + typed + "': not a valid Hadoop URI or path";
     return false;
   }
+  ZobString user;
+  ZobString password;
+  uri->getUserPassword(&user, &password);
+  rememberSecret(text(password));
   out->uri_ = std::move(uri);
   out->display_ = withoutItems(typed);
   out->userInUri_ = userInUri;
