@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -128,18 +129,35 @@ bool refuseSameFile(const CommandContext& ctx, const std::string& source,
   return ctx.refuse("`" + source + "' and `" + destination + "' are the same file");
 }
 
-// Streams a Hadoop file to a local descriptor; true when every byte arrived.
-bool streamOut(const CommandContext& ctx, const FsTarget& source, int fd, bool showProgress) {
+// A part of a file: from the start (or the last `fromEnd` bytes), at most
+// `limit` bytes; the whole file by default.
+struct ByteRange {
+  long fromEnd = -1;
+  long limit = -1;
+};
+
+// Streams a Hadoop file (or a range of it) to a local descriptor; true when
+// every byte arrived.
+bool streamOut(const CommandContext& ctx, const FsTarget& source, int fd, bool showProgress,
+               ByteRange range = ByteRange()) {
   RawStream stream;
   std::string error;
   if (!stream.open(source, ZOB_TXTFILE_READ, &error)) return ctx.refuse(error);
-  const long total = stream.io()->size();
+  long total = stream.io()->size();
+  if (range.fromEnd >= 0 && total > range.fromEnd) {
+    if (stream.io()->skipBytes(total - range.fromEnd) != total - range.fromEnd)
+      return ctx.refuse(stream.lastError());
+    total = range.fromEnd;
+  }
+  if (range.limit >= 0 && (total < 0 || total > range.limit)) total = range.limit;
   ProgressBar bar(ctx.err, showProgress, baseName(source.path()), total, ctx.progressDelay);
   int64_t done = 0;
   for (;;) {
     if (interrupted()) return ctx.refuse(kInterrupted);
     const char* data = nullptr;
-    const int n = stream.io()->getBytes(&data, 1, static_cast<int>(kChunk));
+    const long left = range.limit >= 0 ? range.limit - done : static_cast<long>(kChunk);
+    if (left == 0) break;
+    const int n = stream.io()->getBytes(&data, 1, static_cast<int>(std::min<long>(left, kChunk)));
     if (n < 0) return ctx.refuse(stream.lastError());
     if (n == 0) break;
     if (!writeAll(fd, data, static_cast<size_t>(n), &error)) return ctx.refuse(error);
@@ -157,10 +175,10 @@ bool streamOut(const CommandContext& ctx, const FsTarget& source, int fd, bool s
 
 // Streams a local descriptor into a Hadoop file.
 bool streamIn(const CommandContext& ctx, int fd, const std::string& label,
-              const FsTarget& destination) {
+              const FsTarget& destination, ZobTxtFileOpenMode mode = ZOB_TXTFILE_WRITE) {
   RawStream stream;
   std::string error;
-  if (!stream.open(destination, ZOB_TXTFILE_WRITE, &error)) return ctx.refuse(error);
+  if (!stream.open(destination, mode, &error)) return ctx.refuse(error);
   ProgressBar bar(ctx.err, ctx.progressOnTerminal, label, localSize(fd), ctx.progressDelay);
   std::unique_ptr<char[]> chunk(new char[kChunk]);
   int64_t done = 0;
@@ -346,6 +364,21 @@ int downloadCommand(const CommandContext& ctx, const char* command) {
   return status;
 }
 
+// head and tail: Hadoop shows the first or the last kilobyte.
+constexpr long kPartBytes = 1024;
+
+int showPart(const CommandContext& ctx, const char* command, ByteRange range) {
+  if (ctx.line.args.size() != 1) return usageError(ctx, commandSynopsis(command));
+  FsTarget source;
+  HdfsSession* session = nullptr;
+  EntryInfo entry;
+  std::fflush(ctx.out);
+  return resolveRemoteSource(ctx, ctx.line.args[0], false, &source, &session, &entry) &&
+                 streamOut(ctx, source, fileno(ctx.out), false, range)
+             ? 0
+             : 1;
+}
+
 }  // namespace
 
 int runPut(const CommandContext& ctx) { return uploadCommand(ctx, "put"); }
@@ -368,6 +401,143 @@ int runCat(const CommandContext& ctx) {
       status = 1;
   }
   return status;
+}
+
+int runHead(const CommandContext& ctx) { return showPart(ctx, "head", {-1, kPartBytes}); }
+int runTail(const CommandContext& ctx) { return showPart(ctx, "tail", {kPartBytes, -1}); }
+
+int runCp(const CommandContext& ctx) {
+  std::vector<std::string> sources;
+  std::string typedDestination;
+  if (!sourcesAndDestination(ctx, &sources, &typedDestination))
+    return usageError(ctx, commandSynopsis("cp"));
+  int status = 0;
+  for (const auto& typed : sources) {
+    if (interrupted()) break;
+    FsTarget source;
+    HdfsSession* session = nullptr;
+    EntryInfo entry;
+    RemoteDestination destination;
+    if (!resolveRemoteSource(ctx, typed, false, &source, &session, &entry) ||
+        !resolveRemoteDestination(ctx, typedDestination, baseName(source.path()),
+                                  sources.size() > 1, hasFlag(ctx.line, "-f"), &destination)) {
+      status = 1;
+      continue;
+    }
+    if (destination.target.contextKey() == source.contextKey() &&
+        destination.target.path() == source.path()) {
+      status = refuseSameFile(ctx, source.display(), destination.target.display()) ? 0 : 1;
+      continue;
+    }
+    catchInterrupts();
+    PendingRemoteFile pending(ctx, destination);
+    RawStream in;
+    RawStream out;
+    std::string error;
+    bool ok = pending.start() && (in.open(source, ZOB_TXTFILE_READ, &error) || ctx.refuse(error)) &&
+              (out.open(pending.temp(), ZOB_TXTFILE_WRITE, &error) || ctx.refuse(error));
+    while (ok) {
+      if (interrupted()) {
+        ok = ctx.refuse(kInterrupted);
+        break;
+      }
+      const char* data = nullptr;
+      const int n = in.io()->getBytes(&data, 1, static_cast<int>(kChunk));
+      if (n < 0) ok = ctx.refuse(in.lastError());
+      if (n <= 0) break;
+      if (out.io()->putBytes(data, n) != n) ok = ctx.refuse(out.lastError());
+    }
+    ok = ok && (in.close(&error) || ctx.refuse(error)) && (out.close(&error) || ctx.refuse(error)) &&
+         pending.commit();
+    if (!ok) status = 1;
+  }
+  return status;
+}
+
+int runTouchz(const CommandContext& ctx) {
+  if (ctx.line.args.empty()) return usageError(ctx, commandSynopsis("touchz"));
+  int status = 0;
+  for (const auto& typed : ctx.line.args) {
+    RemoteDestination destination;
+    // An existing empty file is fine as it is; -f lets resolution accept it.
+    if (!resolveRemoteDestination(ctx, typed, "", false, true, &destination)) {
+      status = 1;
+      continue;
+    }
+    if (destination.exists) {
+      if (destination.entry.isDir || destination.entry.size != 0)
+        status = ctx.failPath(destination.target.display(), destination.entry.isDir
+                                                                 ? "Is a directory"
+                                                                 : "Not a zero-length file");
+      continue;
+    }
+    RawStream stream;
+    std::string error;
+    if (!stream.open(destination.target, ZOB_TXTFILE_WRITE, &error) || !stream.close(&error))
+      status = ctx.fail(error);
+  }
+  return status;
+}
+
+int runAppendToFile(const CommandContext& ctx) {
+  std::vector<std::string> sources;
+  std::string typedDestination;
+  if (!sourcesAndDestination(ctx, &sources, &typedDestination))
+    return usageError(ctx, commandSynopsis("appendToFile"));
+  RemoteDestination destination;
+  if (!resolveRemoteDestination(ctx, typedDestination, "", false, true, &destination)) return 1;
+  if (destination.exists && destination.entry.isDir)
+    return ctx.failPath(destination.target.display(), "Is a directory");
+  bool exists = destination.exists;
+  for (const auto& source : sources) {
+    LocalFd fd(source == "-" ? STDIN_FILENO : ::open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) return ctx.failPath(source, std::strerror(errno));
+    if (!streamIn(ctx, fd.get(), source == "-" ? "stdin" : baseName(source), destination.target,
+                  exists ? ZOB_TXTFILE_APPEND : ZOB_TXTFILE_WRITE))
+      return 1;
+    exists = true;
+  }
+  return 0;
+}
+
+int runGetmerge(const CommandContext& ctx) {
+  if (ctx.line.args.size() != 2) return usageError(ctx, commandSynopsis("getmerge"));
+  FsTarget source;
+  HdfsSession* session = nullptr;
+  EntryInfo entry;
+  std::string local;
+  if (!resolveRemoteSource(ctx, ctx.line.args[0], true, &source, &session, &entry) ||
+      !resolveLocalDestination(ctx, ctx.line.args[1], baseName(source.path()), false, true,
+                               &local))
+    return 1;
+  // The files of a directory in name order (subdirectories are not merged),
+  // or the one file named.
+  std::vector<FsTarget> parts(1);
+  std::string error;
+  if (!entry.isDir) {
+    parts[0] = std::move(source);
+  } else {
+    std::vector<EntryInfo> entries;
+    if (!listDirectory(source, &entries, &error)) return ctx.fail(error);
+    std::sort(entries.begin(), entries.end(),
+              [](const EntryInfo& a, const EntryInfo& b) { return a.name < b.name; });
+    parts.clear();
+    for (const auto& e : entries) {
+      if (e.isDir) continue;
+      parts.emplace_back();
+      if (!source.withPath(joinPath(source.path(), e.name), e.path, &parts.back(), &error))
+        return ctx.fail(error);
+    }
+  }
+  catchInterrupts();
+  PendingLocalFile file(local);
+  if (!file.open(&error)) return ctx.fail(error);
+  for (const auto& part : parts) {
+    if (!streamOut(ctx, part, file.fd(), false)) return 1;
+    if (hasFlag(ctx.line, "-nl") && !writeAll(file.fd(), "\n", 1, &error)) return ctx.fail(error);
+  }
+  if (interrupted()) return ctx.fail(kInterrupted);
+  return file.commit(&error) ? 0 : ctx.fail(error);
 }
 
 }  // namespace zohtool

@@ -2,6 +2,7 @@
 // reference proxies, on files in a temporary directory.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <sstream>
 
 #include "child_process.h"
 
@@ -358,6 +360,106 @@ TEST_F(FsTool, TransfersNeverLoseTheDestinationOrTheirSource) {
   }
 }
 
+// Splits at white space, as awk does.
+std::vector<std::vector<std::string>> columns(const std::string& text) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    rows.emplace_back(std::istream_iterator<std::string>(words),
+                      std::istream_iterator<std::string>());
+  }
+  return rows;
+}
+
+// Column n (1-based, as awk's $n) of every line.
+std::vector<std::string> column(const std::string& text, size_t n) {
+  std::vector<std::string> out;
+  for (const auto& row : columns(text)) out.push_back(row.size() >= n ? row[n - 1] : "");
+  return out;
+}
+
+TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
+  ASSERT_EQ(0, mkdir(path("d").c_str(), 0755));
+  ASSERT_EQ(0, mkdir(path("d/sub").c_str(), 0755));
+  writeLocal(path("d/a.txt"), "abc");
+  writeLocal(path("d/b.bin"), binaryContent(5000));
+  writeLocal(path("d/sub/c"), "z");
+  const timespec newest[2] = {{0, UTIME_OMIT}, {2000000000, 0}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, path("d/a.txt").c_str(), newest, 0));
+
+  using Names = std::vector<std::string>;
+  const ChildResult recursive = fs({"ls", "-R", "d"});
+  EXPECT_OK(recursive);
+  EXPECT_EQ((Names{"d/a.txt", "d/b.bin", "d/sub", "d/sub/c"}), column(recursive.out, 8));
+  for (const auto& row : columns(recursive.out)) EXPECT_EQ(8u, row.size());
+  EXPECT_EQ((Names{"", "d/sub", "d/a.txt", "d/b.bin"}), column(fs({"ls", "-S", "-r", "d"}).out, 8));
+  EXPECT_EQ("d/a.txt", column(fs({"ls", "-t", "d"}).out, 8).at(1));
+  EXPECT_THAT(fs({"ls", "-h", "d"}).out, HasSubstr(" 4.9 K "));
+  EXPECT_EQ((Names{"d/a.txt"}), column(fs({"ls", "d/*.t?t"}).out, 8));
+  EXPECT_EQ("z", fs({"cat", "d/s*/[a-c]"}).out);
+  EXPECT_EQ("5004\n", column(fs({"du", "-s", "d"}).out, 1)[0] + "\n");
+  EXPECT_EQ((Names{"3", "5000", "1"}), column(fs({"du", "d"}).out, 1));
+  EXPECT_EQ((std::vector<Names>{{"2", "3", "5004", "d"}}), columns(fs({"count", "d"}).out));
+
+  EXPECT_OK(fs({"cp", "d/a.txt", "d/copy.txt"}));
+  EXPECT_EQ("abc", readLocal(path("d/copy.txt")));
+  EXPECT_OK(fs({"appendToFile", "-", "d/copy.txt"}, "def"));
+  EXPECT_EQ("abcdef", readLocal(path("d/copy.txt")));
+  EXPECT_OK(fs({"getmerge", "-nl", "d/sub", "merged"}));
+  EXPECT_EQ("z\n", readLocal(path("merged")));
+  const std::string numbers = binaryContent(3000);
+  writeLocal(path("n"), numbers);
+  EXPECT_EQ(numbers.substr(0, 1024), fs({"head", "n"}).out);
+  EXPECT_EQ(numbers.substr(3000 - 1024), fs({"tail", "file:" + path("n")}).out);
+
+  EXPECT_OK(fs({"touchz", "d/empty"}));
+  EXPECT_EQ("", readLocal(path("d/empty")));
+  EXPECT_THAT(fs({"touchz", "d/a.txt"}).err, HasSubstr("`d/a.txt': Not a zero-length file"));
+  EXPECT_THAT(fs({"rmdir", "d/sub"}).err, HasSubstr("`d/sub': Directory is not empty"));
+  ASSERT_EQ(0, mkdir(path("d/gone").c_str(), 0755));
+  EXPECT_OK(fs({"rmdir", "d/gone"}));
+  EXPECT_FALSE(localExists(path("d/gone")));
+  EXPECT_EQ(0, fs({"rm", "-skipTrash", "d/empty"}).status);
+
+  // Directories both ways, under the temporary name until complete.
+  EXPECT_OK(fs({"put", "d", uri("up")}));
+  EXPECT_EQ("z", readLocal(path("up/sub/c")));
+  EXPECT_OK(fs({"get", uri("up"), "down"}));
+  EXPECT_EQ("abc", readLocal(path("down/a.txt")));
+  EXPECT_FALSE(localExists(path("down._COPYING_")));
+  EXPECT_EQ("- - -\n", fs({"stat", "%x %X %g", "d/a.txt"}).out);
+}
+
+TEST_F(FsTool, ErrorsAPersonCanActOn) {
+  // The Java side's own sentence; its catalogue prefix only with -v.
+  const std::vector<std::string> cluster = {"-fs", "hdfs://nn.invalid:8020", "ls", "/"};
+  const ChildResult plain = fs(cluster);
+  EXPECT_EQ(1, plain.status);
+  EXPECT_THAT(plain.err, StartsWith("ls: No file system"));
+  std::vector<std::string> verbose = cluster;
+  verbose.insert(verbose.begin(), "-v");
+  EXPECT_THAT(fs(verbose).err, HasSubstr("ls: [Hadoop Client 1725] Proxy method"));
+
+  // Under a directory its user may not read: permission denied, not absence.
+  ASSERT_EQ(0, chmod(dir_.c_str(), 0755));
+  ASSERT_EQ(0, mkdir(path("locked").c_str(), 0700));
+  writeLocal(path("locked/f"), "x");
+  const auto asNobody = [this](std::vector<std::string> args) {
+    args.insert(args.begin(), {"--reuid=65534", "--regid=65534", "--clear-groups", ZOH_FS_TOOL});
+    ChildOptions options;
+    options.cwd = dir_;
+    options.unset = {"ZO_LOG_LEVEL", "ZO_LOG_FILE"};
+    return runChild("/usr/bin/setpriv", args, options);
+  };
+  const ChildResult denied = asNobody({"cat", "locked/f"});
+  EXPECT_EQ(1, denied.status);
+  EXPECT_THAT(denied.err, HasSubstr("permission denied"));
+  EXPECT_THAT(denied.err, Not(HasSubstr("No such file")));
+  EXPECT_EQ(2, asNobody({"test", "-e", "locked/f"}).status);
+  EXPECT_EQ(1, asNobody({"test", "-e", "absent"}).status);
+}
+
 TEST_F(FsTool, FailuresSayWhatAndExitNonZero) {
   const ChildResult missing = fs({"cat", path("absent.txt")});
   EXPECT_EQ(1, missing.status);
@@ -386,7 +488,7 @@ TEST_F(FsTool, FailuresSayWhatAndExitNonZero) {
   EXPECT_EQ(2, badConf.status);
   EXPECT_THAT(badConf.err, HasSubstr(path("broken.xml")));
   const ChildResult noConf = fs({"-conf", "absent.xml", "ls", "/"});
-  EXPECT_EQ(1, noConf.status);
+  EXPECT_EQ(2, noConf.status);
   EXPECT_THAT(noConf.err, HasSubstr("-conf: cannot read 'absent.xml'"));
 
   const ChildResult user = fs({"-user", "bob", "cat", path("absent.txt")});

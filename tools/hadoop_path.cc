@@ -71,6 +71,9 @@ std::string encodeComponent(const std::string& text) {
 std::string buildUriText(const std::string& typed, const GenericOptions& options,
                          bool* userApplied) {
   std::string text = escapeUnsafe(typed);
+  // "file:/x", the form Hadoop itself prints, names the local file "/x".
+  if (text.compare(0, 6, "file:/") == 0 && text.compare(0, 7, "file://") != 0)
+    text.insert(5, "//");
   *userApplied = false;
   if (!options.user.empty() && hasScheme(text)) {
     const size_t start = text.find("://") + 3;

@@ -117,7 +117,9 @@ bool formatStat(const std::string& format, const EntryInfo& entry, std::string* 
       case 'u': *out += entry.owner ? *entry.owner : "-"; break;
       case 'g':
       case 'r':
-      case 'o': *out += "-"; break;
+      case 'o':
+      case 'x':
+      case 'X': *out += "-"; break;
       case '%': out->push_back('%'); break;
       default:
         *error = std::string("unknown format conversion '%") + conversion + "'";
