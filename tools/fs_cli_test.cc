@@ -396,6 +396,7 @@ TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
   EXPECT_EQ((Names{"", "d/sub", "d/a.txt", "d/b.bin"}), column(fs({"ls", "-S", "-r", "d"}).out, 8));
   EXPECT_EQ("d/a.txt", column(fs({"ls", "-t", "d"}).out, 8).at(1));
   EXPECT_THAT(fs({"ls", "-h", "d"}).out, HasSubstr(" 4.9 K "));
+  EXPECT_EQ((Names{"d"}), column(fs({"ls", "-d", "d"}).out, 8));
   EXPECT_EQ((Names{"d/a.txt"}), column(fs({"ls", "d/*.t?t"}).out, 8));
   EXPECT_EQ("z", fs({"cat", "d/s*/[a-c]"}).out);
   EXPECT_EQ("5004\n", column(fs({"du", "-s", "d"}).out, 1)[0] + "\n");
