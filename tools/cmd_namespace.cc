@@ -120,6 +120,22 @@ bool addTree(const CommandContext& ctx, const FsTarget& target, const EntryInfo&
   return true;
 }
 
+// Runs `each(target, session, entry)` on every operand that exists (the
+// others are reported); 1 when any failed, 2 without operands.
+template <class Each>
+int eachExisting(const CommandContext& ctx, const char* command, Each each) {
+  if (ctx.line.args.empty()) return usageError(ctx, commandSynopsis(command));
+  int status = 0;
+  for (const auto& typed : ctx.line.args) {
+    FsTarget target;
+    HdfsSession* session = nullptr;
+    EntryInfo entry;
+    if (!lookUpExisting(ctx, typed, &target, &session, &entry) || !each(target, session, entry))
+      status = 1;
+  }
+  return status;
+}
+
 std::string sizeColumn(const CommandContext& ctx, int64_t bytes) {
   return hasFlag(ctx.line, "-h") ? humanSize(bytes) : std::to_string(bytes);
 }
@@ -161,90 +177,59 @@ int runLs(const CommandContext& ctx) {
 }
 
 int runDu(const CommandContext& ctx) {
-  if (ctx.line.args.empty()) return usageError(ctx, commandSynopsis("du"));
   const bool summary = hasFlag(ctx.line, "-s");
-  int status = 0;
-  for (const auto& typed : ctx.line.args) {
-    FsTarget target;
-    HdfsSession* session = nullptr;
-    EntryInfo entry;
-    if (!lookUpExisting(ctx, typed, &target, &session, &entry)) {
-      status = 1;
-      continue;
-    }
+  return eachExisting(ctx, "du", [&](FsTarget& target, HdfsSession*, EntryInfo& entry) {
     // Hadoop's columns: size, space consumed with replicas (not known here:
     // "-"), path. Without -s a directory shows one line per entry.
     std::vector<std::pair<FsTarget, EntryInfo>> rows;
-    std::vector<EntryInfo> entries;
     if (summary || !entry.isDir) {
       entry.path = target.display();
       rows.emplace_back(std::move(target), entry);
-    } else if (listTarget(ctx, target, &entries)) {
+    } else {
+      std::vector<EntryInfo> entries;
+      if (!listTarget(ctx, target, &entries)) return false;
       sortForListing(ctx, &entries);
       for (const auto& child : entries) {
-        FsTarget childAt;
-        if (!childTarget(ctx, target, child, &childAt)) return 1;
-        rows.emplace_back(std::move(childAt), child);
+        rows.emplace_back(FsTarget(), child);
+        if (!childTarget(ctx, target, child, &rows.back().first)) return false;
       }
-    } else {
-      status = 1;
     }
+    bool ok = true;
     for (const auto& row : rows) {
       TreeTotals totals;
       if (!addTree(ctx, row.first, row.second, &totals)) {
-        status = 1;
+        ok = false;
         continue;
       }
       std::fprintf(ctx.out, "%-10s  %-10s  %s\n", sizeColumn(ctx, totals.bytes).c_str(), "-",
                    row.second.path.c_str());
     }
-  }
-  return status;
+    return ok;
+  });
 }
 
 int runCount(const CommandContext& ctx) {
-  if (ctx.line.args.empty()) return usageError(ctx, commandSynopsis("count"));
-  int status = 0;
-  for (const auto& typed : ctx.line.args) {
-    FsTarget target;
-    HdfsSession* session = nullptr;
-    EntryInfo entry;
+  return eachExisting(ctx, "count", [&](FsTarget& target, HdfsSession*, EntryInfo& entry) {
     TreeTotals totals;
-    if (!lookUpExisting(ctx, typed, &target, &session, &entry) ||
-        !addTree(ctx, target, entry, &totals)) {
-      status = 1;
-      continue;
-    }
+    if (!addTree(ctx, target, entry, &totals)) return false;
     // DIR_COUNT FILE_COUNT CONTENT_SIZE PATHNAME, in Hadoop's widths.
     std::fprintf(ctx.out, "%12lld %12lld %18s %s\n", static_cast<long long>(totals.directories),
                  static_cast<long long>(totals.files), sizeColumn(ctx, totals.bytes).c_str(),
                  target.display().c_str());
-  }
-  return status;
+    return true;
+  });
 }
 
 int runRmdir(const CommandContext& ctx) {
-  if (ctx.line.args.empty()) return usageError(ctx, commandSynopsis("rmdir"));
   const bool ignoreNonEmpty = hasFlag(ctx.line, "--ignore-fail-on-non-empty");
-  int status = 0;
-  for (const auto& typed : ctx.line.args) {
-    FsTarget target;
-    HdfsSession* session = nullptr;
-    EntryInfo entry;
+  return eachExisting(ctx, "rmdir", [&](FsTarget& target, HdfsSession* session,
+                                        EntryInfo& entry) {
     std::vector<EntryInfo> entries;
-    if (!lookUpExisting(ctx, typed, &target, &session, &entry)) {
-      status = 1;
-    } else if (!entry.isDir) {
-      status = ctx.failPath(target.display(), "Is not a directory");
-    } else if (!listTarget(ctx, target, &entries)) {
-      status = 1;
-    } else if (!entries.empty()) {
-      if (!ignoreNonEmpty) status = ctx.failPath(target.display(), "Directory is not empty");
-    } else if (!deleteAndCheck(ctx, session, target)) {
-      status = 1;
-    }
-  }
-  return status;
+    if (!entry.isDir) return ctx.refusePath(target.display(), "Is not a directory");
+    if (!listTarget(ctx, target, &entries)) return false;
+    if (entries.empty()) return deleteAndCheck(ctx, session, target);
+    return ignoreNonEmpty || ctx.refusePath(target.display(), "Directory is not empty");
+  });
 }
 
 int runMkdir(const CommandContext& ctx) {

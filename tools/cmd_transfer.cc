@@ -447,8 +447,8 @@ int runCp(const CommandContext& ctx) {
       if (n <= 0) break;
       if (out.io()->putBytes(data, n) != n) ok = ctx.refuse(out.lastError());
     }
-    ok = ok && (in.close(&error) || ctx.refuse(error)) && (out.close(&error) || ctx.refuse(error)) &&
-         pending.commit();
+    ok = ok && (in.close(&error) || ctx.refuse(error)) &&
+         (out.close(&error) || ctx.refuse(error)) && pending.commit();
     if (!ok) status = 1;
   }
   return status;

@@ -184,7 +184,8 @@ bool expandGlobs(const CommandContext& ctx, std::vector<std::string>* args) {
   std::vector<std::string> result;
   for (size_t i = 0; i < args->size(); ++i) {
     const std::string& typed = (*args)[i];
-    const bool format = ctx.line.command == "stat" && i == 0 && typed.find('%') != std::string::npos;
+    const bool format =
+        ctx.line.command == "stat" && i == 0 && typed.find('%') != std::string::npos;
     const TypedParts parts = splitTyped(typed);
     if (format || typed == "-" || !isRemoteOperand(ctx.line.command, i, args->size()) ||
         !hasGlob(parts.path)) {

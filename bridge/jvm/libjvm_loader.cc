@@ -31,7 +31,8 @@ void* jvmLibrary() {
     if (home && *home) {
       const std::string candidate = std::string(home) + "/lib/server/libjvm.so";
       struct stat info {};
-      if (stat(candidate.c_str(), &info) == 0) handle = dlopen(candidate.c_str(), RTLD_NOW | RTLD_GLOBAL);
+      if (stat(candidate.c_str(), &info) == 0)
+        handle = dlopen(candidate.c_str(), RTLD_NOW | RTLD_GLOBAL);
     }
     if (!handle) handle = dlopen(ZOH_BUILD_LIBJVM, RTLD_NOW | RTLD_GLOBAL);
   });
