@@ -364,6 +364,43 @@ int downloadCommand(const CommandContext& ctx, const char* command) {
   return status;
 }
 
+// Copies a file or a whole tree between Hadoop paths (which may be on two
+// file systems); directories are made on the destination's service.
+bool copyRemoteTree(const CommandContext& ctx, const FsTarget& from, const EntryInfo& entry,
+                    HdfsSession* toSession, const FsTarget& to) {
+  std::string error;
+  if (entry.isDir) {
+    ZobString err;
+    std::vector<EntryInfo> entries;
+    if (!toSession->hdfs()->makeDirectory(nullptr, ZobString(to.path().c_str()), &err))
+      return ctx.refuse(err.str());
+    if (!listDirectory(from, &entries, &error)) return ctx.refuse(error);
+    for (const auto& child : entries) {
+      FsTarget childFrom;
+      FsTarget childTo;
+      if (!from.withPath(joinPath(from.path(), child.name), child.path, &childFrom, &error) ||
+          !to.withPath(joinPath(to.path(), child.name), joinPath(to.display(), child.name),
+                       &childTo, &error))
+        return ctx.refuse(error);
+      if (!copyRemoteTree(ctx, childFrom, child, toSession, childTo)) return false;
+    }
+    return true;
+  }
+  RawStream in;
+  RawStream out;
+  if (!in.open(from, ZOB_TXTFILE_READ, &error) || !out.open(to, ZOB_TXTFILE_WRITE, &error))
+    return ctx.refuse(error);
+  for (;;) {
+    if (interrupted()) return ctx.refuse(kInterrupted);
+    const char* data = nullptr;
+    const int n = in.io()->getBytes(&data, 1, static_cast<int>(kChunk));
+    if (n < 0) return ctx.refuse(in.lastError());
+    if (n == 0) break;
+    if (out.io()->putBytes(data, n) != n) return ctx.refuse(out.lastError());
+  }
+  return (in.close(&error) && out.close(&error)) || ctx.refuse(error);
+}
+
 // head and tail: Hadoop shows the first or the last kilobyte.
 constexpr long kPartBytes = 1024;
 
@@ -418,38 +455,25 @@ int runCp(const CommandContext& ctx) {
     HdfsSession* session = nullptr;
     EntryInfo entry;
     RemoteDestination destination;
-    if (!resolveRemoteSource(ctx, typed, false, &source, &session, &entry) ||
+    if (!resolveRemoteSource(ctx, typed, true, &source, &session, &entry) ||
         !resolveRemoteDestination(ctx, typedDestination, baseName(source.path()),
                                   sources.size() > 1, hasFlag(ctx.line, "-f"), &destination)) {
       status = 1;
       continue;
     }
+    const std::string& to = destination.target.path();
+    const std::string inside = source.path() + "/";
     if (destination.target.contextKey() == source.contextKey() &&
-        destination.target.path() == source.path()) {
-      status = refuseSameFile(ctx, source.display(), destination.target.display()) ? 0 : 1;
+        (to == source.path() || to.compare(0, inside.size(), inside) == 0)) {
+      status = ctx.fail("`" + source.display() + "' cannot be copied onto or into itself");
       continue;
     }
     catchInterrupts();
     PendingRemoteFile pending(ctx, destination);
-    RawStream in;
-    RawStream out;
-    std::string error;
-    bool ok = pending.start() && (in.open(source, ZOB_TXTFILE_READ, &error) || ctx.refuse(error)) &&
-              (out.open(pending.temp(), ZOB_TXTFILE_WRITE, &error) || ctx.refuse(error));
-    while (ok) {
-      if (interrupted()) {
-        ok = ctx.refuse(kInterrupted);
-        break;
-      }
-      const char* data = nullptr;
-      const int n = in.io()->getBytes(&data, 1, static_cast<int>(kChunk));
-      if (n < 0) ok = ctx.refuse(in.lastError());
-      if (n <= 0) break;
-      if (out.io()->putBytes(data, n) != n) ok = ctx.refuse(out.lastError());
-    }
-    ok = ok && (in.close(&error) || ctx.refuse(error)) &&
-         (out.close(&error) || ctx.refuse(error)) && pending.commit();
-    if (!ok) status = 1;
+    if (!pending.start() || !copyRemoteTree(ctx, source, entry, destination.session,
+                                            pending.temp()) ||
+        !pending.commit())
+      status = 1;
   }
   return status;
 }

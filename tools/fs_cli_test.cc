@@ -405,6 +405,9 @@ TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
 
   EXPECT_OK(fs({"cp", "d/a.txt", "d/copy.txt"}));
   EXPECT_EQ("abc", readLocal(path("d/copy.txt")));
+  EXPECT_OK(fs({"cp", "d/sub", "sub2"}));
+  EXPECT_EQ("z", readLocal(path("sub2/c")));
+  EXPECT_THAT(fs({"cp", "d", "d/sub"}).err, HasSubstr("`d' cannot be copied onto or into itself"));
   EXPECT_OK(fs({"appendToFile", "-", "d/copy.txt"}, "def"));
   EXPECT_EQ("abcdef", readLocal(path("d/copy.txt")));
   EXPECT_OK(fs({"getmerge", "-nl", "d/sub", "merged"}));
