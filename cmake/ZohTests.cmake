@@ -3,7 +3,7 @@
 # run prints each program's own summary.
 function(zoh_add_tests name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
-  if(NOT ARG_SOURCES)
+  if(NOT ARG_SOURCES OR NOT ZOH_TESTING)
     return()
   endif()
   add_executable(${name} ${ARG_SOURCES})

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -77,18 +78,27 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
   // A child that stops reading must not block us.
   signal(SIGPIPE, SIG_IGN);
   size_t written = 0;
-  if (options.input.empty()) {
+  const bool interrupt = !options.interruptOnceExists.empty();
+  bool interrupted = false;
+  if (options.input.empty() && !interrupt) {
     in.closeEnd(1);
   } else {
     // Partial writes, so that a child busy writing its output is still read.
     fcntl(in.fds[1], F_SETFL, fcntl(in.fds[1], F_GETFL) | O_NONBLOCK);
   }
   while (out.fds[0] >= 0 || err.fds[0] >= 0) {
-    pollfd fds[3] = {{out.fds[0], POLLIN, 0}, {err.fds[0], POLLIN, 0}, {in.fds[1], POLLOUT, 0}};
-    if (poll(fds, 3, -1) < 0) {
+    const int feed = written < options.input.size() ? in.fds[1] : -1;
+    pollfd fds[3] = {{out.fds[0], POLLIN, 0}, {err.fds[0], POLLIN, 0}, {feed, POLLOUT, 0}};
+    if (poll(fds, 3, interrupt ? 20 : -1) < 0) {
       if (errno == EINTR) continue;
       break;
     }
+    // Standard input stays open: the child must act on the signal, not on
+    // an end of input.
+    struct stat info {};
+    if (interrupt && !interrupted && written == options.input.size() &&
+        stat(options.interruptOnceExists.c_str(), &info) == 0)
+      interrupted = kill(pid, SIGINT) == 0;
     for (int i = 0; i < 2; ++i) {
       if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP | POLLERR))) continue;
       char buffer[65536];
@@ -107,7 +117,7 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
         // Full after all; poll again.
       } else if (n <= 0) {
         in.closeEnd(1);
-      } else if ((written += static_cast<size_t>(n)) == options.input.size()) {
+      } else if ((written += static_cast<size_t>(n)) == options.input.size() && !interrupt) {
         in.closeEnd(1);
       }
     }

@@ -19,6 +19,9 @@ struct ChildOptions {
   std::string input;  // fed to standard input, then closed
   std::vector<std::pair<std::string, std::string>> env;  // set in the child
   std::vector<std::string> unset;                         // removed in the child
+  // When set: standard input stays open after `input`, and the child gets
+  // SIGINT (a Ctrl-C) once this path exists.
+  std::string interruptOnceExists;
 };
 
 // Standard output and error on separate pipes.

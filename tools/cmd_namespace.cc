@@ -34,8 +34,110 @@ bool lookUpExisting(const CommandContext& ctx, const std::string& typed, FsTarge
   return found;
 }
 
+// Deletes and makes sure: the service reports the call, not whether
+// anything went away.
+bool deleteAndCheck(const CommandContext& ctx, HdfsSession* session, const FsTarget& target) {
+  const std::string path = target.path();
+  ZobString err;
+  if (!session->hdfs()->deleteFile(nullptr, ZobString(path.c_str()), &err))
+    return ctx.refuse(err.str());
+  bool still = false;
+  std::string error;
+  if (!session->exists(path, &still, &error)) return ctx.refuse(error);
+  return !still || ctx.refusePath(target.display(), "could not be deleted");
+}
+
 void printLines(const CommandContext& ctx, const std::vector<EntryInfo>& entries) {
-  for (const auto& line : formatListLines(entries)) std::fprintf(ctx.out, "%s\n", line.c_str());
+  for (const auto& line : formatListLines(entries, hasFlag(ctx.line, "-h")))
+    std::fprintf(ctx.out, "%s\n", line.c_str());
+}
+
+// ls's order: by name, or newest first (-t), or largest first (-S); -r
+// reverses whichever it is.
+void sortForListing(const CommandContext& ctx, std::vector<EntryInfo>* entries) {
+  const bool byTime = hasFlag(ctx.line, "-t");
+  const bool bySize = hasFlag(ctx.line, "-S");
+  std::stable_sort(entries->begin(), entries->end(), [&](const EntryInfo& a, const EntryInfo& b) {
+    if (byTime && a.modMillis != b.modMillis) return a.modMillis > b.modMillis;
+    if (bySize && a.size != b.size) return a.size > b.size;
+    return a.name < b.name;
+  });
+  if (hasFlag(ctx.line, "-r")) std::reverse(entries->begin(), entries->end());
+}
+
+// The entries of a directory target; reports and returns false on failure.
+bool listTarget(const CommandContext& ctx, const FsTarget& target,
+                std::vector<EntryInfo>* entries) {
+  std::string error;
+  return listDirectory(target, entries, &error) || ctx.refuse(error);
+}
+
+// The target of an entry listed under `parent`.
+bool childTarget(const CommandContext& ctx, const FsTarget& parent, const EntryInfo& entry,
+                 FsTarget* child) {
+  std::string error;
+  return parent.withPath(joinPath(parent.path(), entry.name), entry.path, child, &error) ||
+         ctx.refuse(error);
+}
+
+// ls -R: every entry, each directory's entries right after it.
+bool listRecursively(const CommandContext& ctx, const FsTarget& target) {
+  std::vector<EntryInfo> entries;
+  if (!listTarget(ctx, target, &entries)) return false;
+  sortForListing(ctx, &entries);
+  bool ok = true;
+  for (const auto& entry : entries) {
+    printLines(ctx, {entry});
+    FsTarget child;
+    if (entry.isDir && !(childTarget(ctx, target, entry, &child) && listRecursively(ctx, child)))
+      ok = false;
+  }
+  return ok;
+}
+
+// Totals of a tree, as du and count report them.
+struct TreeTotals {
+  int64_t bytes = 0;
+  int64_t files = 0;
+  int64_t directories = 0;
+};
+
+bool addTree(const CommandContext& ctx, const FsTarget& target, const EntryInfo& entry,
+             TreeTotals* totals) {
+  if (!entry.isDir) {
+    totals->bytes += entry.size;
+    ++totals->files;
+    return true;
+  }
+  ++totals->directories;
+  std::vector<EntryInfo> entries;
+  if (!listTarget(ctx, target, &entries)) return false;
+  for (const auto& child : entries) {
+    FsTarget childAt;
+    if (!childTarget(ctx, target, child, &childAt) || !addTree(ctx, childAt, child, totals))
+      return false;
+  }
+  return true;
+}
+
+// Runs `each(target, session, entry)` on every operand that exists (the
+// others are reported); 1 when any failed, 2 without operands.
+template <class Each>
+int eachExisting(const CommandContext& ctx, const char* command, Each each) {
+  if (ctx.line.args.empty()) return usageError(ctx, commandSynopsis(command));
+  int status = 0;
+  for (const auto& typed : ctx.line.args) {
+    FsTarget target;
+    HdfsSession* session = nullptr;
+    EntryInfo entry;
+    if (!lookUpExisting(ctx, typed, &target, &session, &entry) || !each(target, session, entry))
+      status = 1;
+  }
+  return status;
+}
+
+std::string sizeColumn(const CommandContext& ctx, int64_t bytes) {
+  return hasFlag(ctx.line, "-h") ? humanSize(bytes) : std::to_string(bytes);
 }
 
 }  // namespace
@@ -44,6 +146,7 @@ int runLs(const CommandContext& ctx) {
   std::vector<std::string> paths = ctx.line.args;
   if (paths.empty()) paths.push_back(".");
   const bool directoryItself = hasFlag(ctx.line, "-d");
+  const bool recursive = hasFlag(ctx.line, "-R") && !directoryItself;
   int status = 0;
   for (const auto& typed : paths) {
     FsTarget target;
@@ -57,18 +160,76 @@ int runLs(const CommandContext& ctx) {
       printLines(ctx, {entry});
       continue;
     }
-    std::vector<EntryInfo> entries;
-    std::string error;
-    if (!listDirectory(target, &entries, &error)) {
-      status = ctx.fail(error);
+    if (recursive) {
+      if (!listRecursively(ctx, target)) status = 1;
       continue;
     }
-    std::sort(entries.begin(), entries.end(),
-              [](const EntryInfo& a, const EntryInfo& b) { return a.name < b.name; });
+    std::vector<EntryInfo> entries;
+    if (!listTarget(ctx, target, &entries)) {
+      status = 1;
+      continue;
+    }
+    sortForListing(ctx, &entries);
     std::fprintf(ctx.out, "Found %zu items\n", entries.size());
     printLines(ctx, entries);
   }
   return status;
+}
+
+int runDu(const CommandContext& ctx) {
+  const bool summary = hasFlag(ctx.line, "-s");
+  return eachExisting(ctx, "du", [&](FsTarget& target, HdfsSession*, EntryInfo& entry) {
+    // Hadoop's columns: size, space consumed with replicas (not known here:
+    // "-"), path. Without -s a directory shows one line per entry.
+    std::vector<std::pair<FsTarget, EntryInfo>> rows;
+    if (summary || !entry.isDir) {
+      entry.path = target.display();
+      rows.emplace_back(std::move(target), entry);
+    } else {
+      std::vector<EntryInfo> entries;
+      if (!listTarget(ctx, target, &entries)) return false;
+      sortForListing(ctx, &entries);
+      for (const auto& child : entries) {
+        rows.emplace_back(FsTarget(), child);
+        if (!childTarget(ctx, target, child, &rows.back().first)) return false;
+      }
+    }
+    bool ok = true;
+    for (const auto& row : rows) {
+      TreeTotals totals;
+      if (!addTree(ctx, row.first, row.second, &totals)) {
+        ok = false;
+        continue;
+      }
+      std::fprintf(ctx.out, "%-10s  %-10s  %s\n", sizeColumn(ctx, totals.bytes).c_str(), "-",
+                   row.second.path.c_str());
+    }
+    return ok;
+  });
+}
+
+int runCount(const CommandContext& ctx) {
+  return eachExisting(ctx, "count", [&](FsTarget& target, HdfsSession*, EntryInfo& entry) {
+    TreeTotals totals;
+    if (!addTree(ctx, target, entry, &totals)) return false;
+    // DIR_COUNT FILE_COUNT CONTENT_SIZE PATHNAME, in Hadoop's widths.
+    std::fprintf(ctx.out, "%12lld %12lld %18s %s\n", static_cast<long long>(totals.directories),
+                 static_cast<long long>(totals.files), sizeColumn(ctx, totals.bytes).c_str(),
+                 target.display().c_str());
+    return true;
+  });
+}
+
+int runRmdir(const CommandContext& ctx) {
+  const bool ignoreNonEmpty = hasFlag(ctx.line, "--ignore-fail-on-non-empty");
+  return eachExisting(ctx, "rmdir", [&](FsTarget& target, HdfsSession* session,
+                                        EntryInfo& entry) {
+    std::vector<EntryInfo> entries;
+    if (!entry.isDir) return ctx.refusePath(target.display(), "Is not a directory");
+    if (!listTarget(ctx, target, &entries)) return false;
+    if (entries.empty()) return deleteAndCheck(ctx, session, target);
+    return ignoreNonEmpty || ctx.refusePath(target.display(), "Directory is not empty");
+  });
 }
 
 int runMkdir(const CommandContext& ctx) {
@@ -141,21 +302,10 @@ int runRm(const CommandContext& ctx) {
       status = ctx.failPath(target.display(), "Is a directory");
       continue;
     }
-    const std::string path = target.path();
-    ZobString err;
-    if (!session->hdfs()->deleteFile(nullptr, ZobString(path.c_str()), &err)) {
-      status = ctx.fail(err.str());
-      continue;
-    }
-    // The service reports the call, not whether anything went away.
-    bool still = false;
-    std::string error;
-    if (!session->exists(path, &still, &error)) {
-      status = ctx.fail(error);
-    } else if (still) {
-      status = ctx.failPath(target.display(), "could not be deleted");
-    } else {
+    if (deleteAndCheck(ctx, session, target)) {
       std::fprintf(ctx.out, "Deleted %s\n", target.display().c_str());
+    } else {
+      status = 1;
     }
   }
   return status;

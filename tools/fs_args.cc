@@ -9,17 +9,26 @@ namespace {
 
 const std::map<std::string, std::vector<std::string>>& switchTable() {
   static const std::map<std::string, std::vector<std::string>> table = {
-      {"ls", {"-d"}},
+      {"ls", {"-d", "-R", "-h", "-t", "-S", "-r"}},
       {"mkdir", {"-p"}},
       {"put", {"-f"}},
       {"copyFromLocal", {"-f"}},
       {"get", {"-f"}},
       {"copyToLocal", {"-f"}},
+      {"cp", {"-f"}},
       {"cat", {}},
-      {"rm", {"-r", "-R", "-f"}},
+      {"head", {}},
+      {"tail", {}},
+      {"rm", {"-r", "-R", "-f", "-skipTrash"}},
+      {"rmdir", {"--ignore-fail-on-non-empty"}},
       {"mv", {}},
       {"test", {"-e", "-d", "-f", "-s", "-z"}},
       {"stat", {}},
+      {"du", {"-s", "-h"}},
+      {"count", {"-h"}},
+      {"touchz", {}},
+      {"appendToFile", {}},
+      {"getmerge", {"-nl"}},
   };
   return table;
 }
@@ -36,7 +45,7 @@ bool splitDefine(const std::string& text, GenericOptions* options, std::string* 
 
 // Consumes one generic option at argv[*i] when there is one. Returns false
 // with *error set on a malformed option; *matched tells whether it was one.
-bool takeGenericOption(const std::vector<std::string>& argv, size_t* i,
+bool takeGenericOption(const std::vector<std::string>& argv, size_t* i, bool afterCommand,
                        GenericOptions* options, bool* matched, std::string* error) {
   const std::string& a = argv[*i];
   *matched = true;
@@ -63,6 +72,13 @@ bool takeGenericOption(const std::vector<std::string>& argv, size_t* i,
     options->confFiles.push_back(file);
     return true;
   }
+  if (a == "-fs") {
+    // Hadoop's generic option: the default file system of plain paths.
+    std::string uri;
+    if (!value("-fs", &uri)) return false;
+    options->defines.emplace_back("fs.defaultFS", uri);
+    return true;
+  }
   if (a == "-user") {
     if (!value("-user", &options->user)) return false;
     if (options->user.empty()) {
@@ -75,7 +91,8 @@ bool takeGenericOption(const std::vector<std::string>& argv, size_t* i,
     options->verbose = true;
     return true;
   }
-  if (a == "--help" || a == "-help" || a == "-h") {
+  // After a command, -h is that command's (ls -h, du -h: sizes for people).
+  if (a == "--help" || a == "-help" || (a == "-h" && !afterCommand)) {
     options->help = true;
     return true;
   }
@@ -107,7 +124,8 @@ bool parseCommandLine(const std::vector<std::string>& argv, CommandLine* out,
     }
     if (!optionsEnded && a.size() > 1 && a[0] == '-') {
       bool matched = false;
-      if (!takeGenericOption(argv, &i, &out->options, &matched, error)) return false;
+      if (!takeGenericOption(argv, &i, !out->command.empty(), &out->options, &matched, error))
+        return false;
       if (matched) continue;
       if (out->command.empty()) {
         // Hadoop users type "-ls"; both spellings name the command.

@@ -56,8 +56,16 @@ TEST(ParseCommandLine, HelpNeedsNoCommand) {
   std::string error;
   ASSERT_TRUE(parse({"--help"}, &line, &error));
   EXPECT_TRUE(line.options.help);
-  ASSERT_TRUE(parse({"ls", "-h"}, &line, &error));
+  ASSERT_TRUE(parse({"-h"}, &line, &error));
   EXPECT_TRUE(line.options.help);
+  // After a command -h is the command's own: sizes for people.
+  ASSERT_TRUE(parse({"ls", "-h", "-fs", "hdfs://nn:8020", "/"}, &line, &error));
+  EXPECT_FALSE(line.options.help);
+  EXPECT_TRUE(hasFlag(line, "-h"));
+  // -fs is Hadoop's name for the default file system.
+  ASSERT_EQ(1u, line.options.defines.size());
+  EXPECT_EQ("fs.defaultFS", line.options.defines[0].first);
+  EXPECT_EQ("hdfs://nn:8020", line.options.defines[0].second);
 }
 
 TEST(ParseCommandLine, Rejections) {
@@ -88,7 +96,8 @@ TEST(ParseCommandLine, Rejections) {
 
 TEST(CommandSwitches, EveryKnownCommandAndNoOther) {
   for (const char* name : {"ls", "mkdir", "put", "get", "cat", "rm", "mv", "test", "stat",
-                           "copyFromLocal", "copyToLocal"})
+                           "copyFromLocal", "copyToLocal", "cp", "rmdir", "touchz", "head",
+                           "tail", "du", "count", "appendToFile", "getmerge"})
     EXPECT_TRUE(isKnownCommand(name)) << name;
   EXPECT_FALSE(isKnownCommand("LS"));
   EXPECT_FALSE(isKnownCommand("chmod"));

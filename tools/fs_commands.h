@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "fs_args.h"
 #include "hadoop_session.h"
@@ -36,6 +37,11 @@ struct CommandContext {
 
 int usageError(const CommandContext& ctx, const char* synopsis);
 
+// Replaces each operand on the Hadoop side that holds glob characters
+// (* ? [ ]) by the paths it matches, in name order; one that matches nothing
+// stays as typed, for the command to report. False after reporting a failure.
+bool expandGlobs(const CommandContext& ctx, std::vector<std::string>* args);
+
 int runLs(const CommandContext& ctx);
 int runMkdir(const CommandContext& ctx);
 int runRm(const CommandContext& ctx);
@@ -48,6 +54,15 @@ int runGet(const CommandContext& ctx);
 int runCat(const CommandContext& ctx);
 int runCopyFromLocal(const CommandContext& ctx);
 int runCopyToLocal(const CommandContext& ctx);
+int runCp(const CommandContext& ctx);
+int runHead(const CommandContext& ctx);
+int runTail(const CommandContext& ctx);
+int runTouchz(const CommandContext& ctx);
+int runAppendToFile(const CommandContext& ctx);
+int runGetmerge(const CommandContext& ctx);
+int runDu(const CommandContext& ctx);
+int runCount(const CommandContext& ctx);
+int runRmdir(const CommandContext& ctx);
 
 // The synopsis lines of --help, one per command.
 const char* commandSynopsis(const std::string& command);

@@ -1,7 +1,11 @@
 // The shared side of every command: error reports, targets and sessions.
+#include <fnmatch.h>
+
+#include <algorithm>
 #include <map>
 
 #include "fs_commands.h"
+#include "hadoop_path.h"
 
 namespace zohtool {
 
@@ -11,15 +15,24 @@ namespace {
 
 const std::map<std::string, const char*>& synopses() {
   static const std::map<std::string, const char*> table = {
-      {"ls", "ls [-d] [path ...]"},
+      {"ls", "ls [-d] [-R] [-h] [-t] [-S] [-r] [path ...]"},
       {"mkdir", "mkdir [-p] path ..."},
       {"put", "put [-f] localsrc ... dst"},
       {"get", "get [-f] src ... localdst"},
       {"cat", "cat src ..."},
-      {"rm", "rm [-r|-R] [-f] path ..."},
+      {"head", "head file"},
+      {"tail", "tail file"},
+      {"rm", "rm [-r|-R] [-f] [-skipTrash] path ..."},
+      {"rmdir", "rmdir [--ignore-fail-on-non-empty] dir ..."},
       {"mv", "mv src dst"},
+      {"cp", "cp [-f] src ... dst"},
       {"test", "test -e|-d|-f|-s|-z path"},
       {"stat", "stat [format] path ..."},
+      {"du", "du [-s] [-h] path ..."},
+      {"count", "count [-h] path ..."},
+      {"touchz", "touchz path ..."},
+      {"appendToFile", "appendToFile localsrc ... dst"},
+      {"getmerge", "getmerge [-nl] src localdst"},
       {"copyFromLocal", "copyFromLocal [-f] localsrc ... dst"},
       {"copyToLocal", "copyToLocal [-f] src ... localdst"},
   };
@@ -28,10 +41,22 @@ const std::map<std::string, const char*>& synopses() {
 
 }  // namespace
 
+std::string javaSentence(const std::string& text) {
+  // "[Hadoop Client 1725] Proxy method 'X' failed on the Java side with error
+  // N: <sentence>": a person acts on the sentence; -v keeps the rest.
+  static const char kCatalogue[] = "[Hadoop Client 1725] ";
+  static const char kSide[] = " failed on the Java side with error ";
+  if (text.compare(0, sizeof kCatalogue - 1, kCatalogue) != 0) return text;
+  const size_t side = text.find(kSide);
+  const size_t colon = side == std::string::npos ? side : text.find(": ", side);
+  return colon == std::string::npos ? text : text.substr(colon + 2);
+}
+
 int CommandContext::fail(const std::string& text) const {
   // Keep the report in its place among the lines already printed.
   std::fflush(out);
-  std::fprintf(err, "%s: %s\n", line.command.c_str(), text.c_str());
+  const std::string shown = line.options.verbose ? text : javaSentence(text);
+  std::fprintf(err, "%s: %s\n", line.command.c_str(), withoutSecrets(shown).c_str());
   return 1;
 }
 
@@ -71,6 +96,116 @@ int usageError(const CommandContext& ctx, const char* synopsis) {
 const char* commandSynopsis(const std::string& command) {
   const auto it = synopses().find(command);
   return it == synopses().end() ? "" : it->second;
+}
+
+}  // namespace zohtool
+
+namespace zohtool {
+
+namespace {
+
+bool hasGlob(const std::string& component) {
+  return component.find_first_of("*?[") != std::string::npos;
+}
+
+// A typed operand in three parts: scheme and authority, path, items.
+struct TypedParts {
+  std::string prefix;
+  std::string path;
+  std::string items;
+};
+
+TypedParts splitTyped(const std::string& typed) {
+  TypedParts parts;
+  std::string head = typed;
+  // Items start at a '?' followed by key=value text; any other '?' is a glob.
+  const size_t question = typed.rfind('?');
+  if (question != std::string::npos &&
+      typed.find('=', question) != std::string::npos &&
+      typed.find('/', question) == std::string::npos) {
+    head = typed.substr(0, question);
+    parts.items = typed.substr(question);
+  }
+  size_t pathStart = 0;
+  if (hasScheme(head)) {
+    pathStart = head.find('/', head.find("://") + 3);
+    if (pathStart == std::string::npos) pathStart = head.size();
+  }
+  parts.prefix = head.substr(0, pathStart);
+  parts.path = head.substr(pathStart);
+  return parts;
+}
+
+// Expands components[i..] under `base` (a path on the target's file system).
+bool expandFrom(const CommandContext& ctx, const TypedParts& parts, const std::string& base,
+                const std::vector<std::string>& components, size_t i,
+                std::vector<std::string>* out) {
+  std::string path = base;
+  for (; i < components.size() && !hasGlob(components[i]); ++i)
+    path = path.empty() && components[i].empty() ? "/" : joinPath(path, components[i]);
+  if (i == components.size()) {
+    out->push_back(parts.prefix + path + parts.items);
+    return true;
+  }
+  FsTarget directory;
+  const std::string listed = path.empty() ? "." : path;
+  if (!ctx.target(parts.prefix + listed + parts.items, &directory)) return false;
+  bool found = false;
+  EntryInfo entry;
+  std::string error;
+  HdfsSession* session = ctx.session(directory);
+  if (!session) return false;
+  if (!session->stat(directory, &entry, &found, &error)) return ctx.refuse(error);
+  if (!found || !entry.isDir) return true;
+  std::vector<EntryInfo> entries;
+  if (!listDirectory(directory, &entries, &error)) return ctx.refuse(error);
+  std::sort(entries.begin(), entries.end(),
+            [](const EntryInfo& a, const EntryInfo& b) { return a.name < b.name; });
+  for (const auto& e : entries) {
+    if (fnmatch(components[i].c_str(), e.name.c_str(), 0) != 0) continue;
+    if (i + 1 < components.size() && !e.isDir) continue;
+    if (!expandFrom(ctx, parts, joinPath(path, e.name), components, i + 1, out)) return false;
+  }
+  return true;
+}
+
+// Which operands name paths on the Hadoop side.
+bool isRemoteOperand(const std::string& command, size_t index, size_t count) {
+  if (command == "put" || command == "copyFromLocal" || command == "appendToFile")
+    return index + 1 == count;
+  if (command == "get" || command == "copyToLocal" || command == "getmerge")
+    return index + 1 < count;
+  return true;
+}
+
+}  // namespace
+
+bool expandGlobs(const CommandContext& ctx, std::vector<std::string>* args) {
+  std::vector<std::string> result;
+  for (size_t i = 0; i < args->size(); ++i) {
+    const std::string& typed = (*args)[i];
+    const bool format =
+        ctx.line.command == "stat" && i == 0 && typed.find('%') != std::string::npos;
+    const TypedParts parts = splitTyped(typed);
+    if (format || typed == "-" || !isRemoteOperand(ctx.line.command, i, args->size()) ||
+        !hasGlob(parts.path)) {
+      result.push_back(typed);
+      continue;
+    }
+    std::vector<std::string> components;
+    for (size_t start = 0;;) {
+      const size_t slash = parts.path.find('/', start);
+      components.push_back(parts.path.substr(start, slash - start));
+      if (slash == std::string::npos) break;
+      start = slash + 1;
+    }
+    std::vector<std::string> matches;
+    if (!expandFrom(ctx, parts, "", components, 0, &matches)) return false;
+    if (matches.empty()) matches.push_back(typed);
+    result.insert(result.end(), matches.begin(), matches.end());
+  }
+  *args = std::move(result);
+  return true;
 }
 
 }  // namespace zohtool

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <vector>
 
 namespace zohtool {
 
@@ -70,6 +71,9 @@ std::string encodeComponent(const std::string& text) {
 std::string buildUriText(const std::string& typed, const GenericOptions& options,
                          bool* userApplied) {
   std::string text = escapeUnsafe(typed);
+  // "file:/x", the form Hadoop itself prints, names the local file "/x".
+  if (text.compare(0, 6, "file:/") == 0 && text.compare(0, 7, "file://") != 0)
+    text.insert(5, "//");
   *userApplied = false;
   if (!options.user.empty() && hasScheme(text)) {
     const size_t start = text.find("://") + 3;
@@ -94,7 +98,42 @@ std::string buildUriText(const std::string& typed, const GenericOptions& options
 }
 
 std::string withoutItems(const std::string& typed) {
-  return typed.substr(0, typed.find('?'));
+  return withoutSecrets(typed.substr(0, typed.find('?')));
+}
+
+namespace {
+
+std::vector<std::string>& secrets() {
+  static std::vector<std::string> all;
+  return all;
+}
+
+const char kMask[] = "***";
+
+}  // namespace
+
+void rememberSecret(const std::string& secret) {
+  // Masking every "ab" in a text would say more than it hides.
+  if (secret.size() >= 3) secrets().push_back(secret);
+}
+
+std::string withoutSecrets(std::string text) {
+  for (const auto& secret : secrets()) {
+    for (size_t at = text.find(secret); at != std::string::npos;
+         at = text.find(secret, at + sizeof kMask - 1))
+      text.replace(at, secret.size(), kMask);
+  }
+  // The password of every URI's user part: between "user:" and '@'.
+  for (size_t at = text.find("://"); at != std::string::npos; at = text.find("://", at + 3)) {
+    const size_t start = at + 3;
+    const size_t end = text.find_first_of("/?# \t\n'`\"", start);
+    const size_t atSign = text.rfind('@', end == std::string::npos ? text.size() : end);
+    if (atSign == std::string::npos || atSign < start) continue;
+    const size_t colon = text.find(':', start);
+    if (colon == std::string::npos || colon > atSign) continue;
+    text.replace(colon + 1, atSign - colon - 1, kMask);
+  }
+  return text;
 }
 
 std::string parentPath(const std::string& path) {

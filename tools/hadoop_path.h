@@ -27,8 +27,15 @@ std::string encodeComponent(const std::string& text);
 std::string buildUriText(const std::string& typed, const GenericOptions& options,
                          bool* userApplied);
 
-// What the user typed without its items: the base of printed paths.
+// What the user typed without its items and with any password in its user
+// part masked: the base of printed paths.
 std::string withoutItems(const std::string& typed);
+
+// Passwords never reach a text the tool prints: "scheme://user:pw@" shows as
+// "scheme://user:***@", and every password remembered here (as typed in a
+// URI) is masked wherever else it appears, such as inside an error text.
+void rememberSecret(const std::string& secret);
+std::string withoutSecrets(std::string text);
 
 // Path arithmetic on '/'-separated paths. parentPath("/a/b") is "/a",
 // parentPath("/a") is "/", parentPath("/") is "" (none), parentPath("a") is ".".

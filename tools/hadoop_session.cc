@@ -27,6 +27,10 @@ bool FsTarget::parse(const std::string& typed, const GenericOptions& options,
     *error = "`" + typed + "': not a valid Hadoop URI or path";
     return false;
   }
+  ZobString user;
+  ZobString password;
+  uri->getUserPassword(&user, &password);
+  rememberSecret(text(password));
   out->uri_ = std::move(uri);
   out->display_ = withoutItems(typed);
   out->userInUri_ = userInUri;
@@ -96,7 +100,7 @@ bool HdfsSession::stat(const FsTarget& target, EntryInfo* entry, bool* found,
   const std::string path = target.path();
   bool present = false;
   if (!exists(path, &present, error)) return false;
-  if (!present) return true;
+  if (!present) return explainAbsence(path, error);
   *entry = EntryInfo();
   entry->path = target.display();
   entry->name = baseName(path);
@@ -136,6 +140,20 @@ bool HdfsSession::stat(const FsTarget& target, EntryInfo* entry, bool* found,
     return false;
   }
   *error = "`" + target.display() + "' exists but its parent's listing does not show it";
+  return false;
+}
+
+bool HdfsSession::explainAbsence(const std::string& path, std::string* error) {
+  // A file under a directory we may not read looks absent to exists(); the
+  // parent's listing tells the two apart (permission denied is no answer).
+  const std::string parent = parentPath(path);
+  bool parentThere = false;
+  if (parent.empty() || !exists(parent, &parentThere, error)) return parent.empty();
+  if (!parentThere) return true;
+  ZobString err;
+  Released<ZOHadoopDirectory> dir(hdfs_->openDir(nullptr, ZobString(parent.c_str()), &err));
+  if (dir) return true;
+  *error = orUnknown(text(err), "listing the parent directory");
   return false;
 }
 

@@ -74,6 +74,10 @@ class HdfsSession {
   bool stat(const FsTarget& target, EntryInfo* entry, bool* found, std::string* error);
 
  private:
+  // True when `path` (which exists() denies) is truly absent; false with the
+  // reason when its parent cannot be read.
+  bool explainAbsence(const std::string& path, std::string* error);
+
   // Destroyed bottom-up: the service and configuration before the instance.
   Released<ZOHadoop> hadoop_;
   Released<ZOHadoopCfg> cfg_;

@@ -1,5 +1,6 @@
 #include "listing_format.h"
 
+#include <cstdio>
 #include <ctime>
 #include <sstream>
 
@@ -49,28 +50,43 @@ std::string formatStatDate(int64_t millis) {
   return formatTime(millis, true, "%Y-%m-%d %H:%M:%S");
 }
 
-std::vector<std::string> formatListLines(const std::vector<EntryInfo>& entries) {
-  size_t ownerWidth = 0;
-  size_t sizeWidth = 1;
-  bool anyOwner = false;
-  for (const auto& e : entries) {
-    if (e.owner) {
-      anyOwner = true;
-      ownerWidth = std::max(ownerWidth, e.owner->size());
-    }
-    sizeWidth = std::max(sizeWidth, std::to_string(e.size).size());
+std::string humanSize(int64_t bytes) {
+  if (bytes < 1024) return std::to_string(bytes);
+  static const char kUnits[] = "KMGTPE";
+  double value = static_cast<double>(bytes);
+  int unit = -1;
+  while (value >= 1024 && unit < 5) {
+    value /= 1024;
+    ++unit;
   }
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f %c", value, kUnits[unit]);
+  return text;
+}
+
+std::vector<std::string> formatListLines(const std::vector<EntryInfo>& entries,
+                                         bool humanSizes) {
+  auto sizeText = [humanSizes](const EntryInfo& e) {
+    return humanSizes ? humanSize(e.size) : std::to_string(e.size);
+  };
+  size_t ownerWidth = 1;
+  size_t sizeWidth = 1;
+  for (const auto& e : entries) {
+    if (e.owner) ownerWidth = std::max(ownerWidth, e.owner->size());
+    sizeWidth = std::max(sizeWidth, sizeText(e).size());
+  }
+  auto pad = [](const std::string& text, size_t width, bool right) {
+    const std::string fill(width > text.size() ? width - text.size() : 0, ' ');
+    return right ? fill + text : text + fill;
+  };
   std::vector<std::string> lines;
   lines.reserve(entries.size());
   for (const auto& e : entries) {
-    std::string line = permissionString(e);
-    if (anyOwner) {
-      const std::string owner = e.owner ? *e.owner : "-";
-      line += "   " + owner + std::string(ownerWidth - owner.size(), ' ');
-    }
-    const std::string size = std::to_string(e.size);
-    line += " " + std::string(sizeWidth - size.size(), ' ') + size;
-    line += " " + (e.hasDate ? formatListDate(e.modMillis) : std::string("                "));
+    // Hadoop's eight columns; replication and group are never known here.
+    std::string line = permissionString(e) + "   - ";
+    line += pad(e.owner ? *e.owner : "-", ownerWidth, false) + " - ";
+    line += pad(sizeText(e), sizeWidth, true);
+    line += " " + (e.hasDate ? formatListDate(e.modMillis) : std::string("-          -    "));
     line += " " + e.path;
     lines.push_back(line);
   }
@@ -101,7 +117,9 @@ bool formatStat(const std::string& format, const EntryInfo& entry, std::string* 
       case 'u': *out += entry.owner ? *entry.owner : "-"; break;
       case 'g':
       case 'r':
-      case 'o': *out += "-"; break;
+      case 'o':
+      case 'x':
+      case 'X': *out += "-"; break;
       case '%': out->push_back('%'); break;
       default:
         *error = std::string("unknown format conversion '%") + conversion + "'";

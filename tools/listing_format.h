@@ -34,9 +34,15 @@ std::string formatListDate(int64_t millis);
 // "yyyy-MM-dd HH:mm:ss" in UTC (as `hadoop fs -stat` prints %y).
 std::string formatStatDate(int64_t millis);
 
-// One line per entry, columns aligned over the whole list: permissions,
-// owner (when any entry knows one), size, date, path.
-std::vector<std::string> formatListLines(const std::vector<EntryInfo>& entries);
+// "1.5 K", "3.0 G": binary units with one decimal, as Hadoop's -h prints.
+std::string humanSize(int64_t bytes);
+
+// One line per entry in Hadoop's eight columns, aligned over the whole list:
+// permissions, replication, owner, group, size, date, time, path. What the
+// library cannot know (replication, group, an owner the source does not
+// give) prints as "-".
+std::vector<std::string> formatListLines(const std::vector<EntryInfo>& entries,
+                                         bool humanSizes = false);
 
 // Expands a `stat` format: %n name, %b size, %y date (UTC), %Y milliseconds,
 // %F "directory" or "regular file", %a octal mode, %A permission string,

@@ -65,7 +65,7 @@ TEST(Dates, ListInLocalZoneToTheMinuteStatInUtcToTheSecond) {
   EXPECT_EQ("1969-12-31 23:59:59", formatStatDate(-1));
 }
 
-TEST(FormatListLines, AlignsSizesAndShowsOwnersOnlyWhenKnown) {
+TEST(FormatListLines, HadoopsEightColumnsWithDashesForWhatIsUnknown) {
   EntryInfo dir = file("/d/sub", 0);
   dir.isDir = true;
   dir.readOnly = true;
@@ -73,21 +73,22 @@ TEST(FormatListLines, AlignsSizesAndShowsOwnersOnlyWhenKnown) {
   big.readOnly = false;
   const auto lines = formatListLines({dir, big});
   ASSERT_EQ(2u, lines.size());
-  EXPECT_EQ("d???????" "-?       0 2026-11-22 08:15 /d/sub", lines[0]);
-  EXPECT_EQ("-???????w? 1234567 2026-11-22 08:15 /d/big.bin", lines[1]);
+  EXPECT_EQ("d???????" "-?   - - -       0 2026-11-22 08:15 /d/sub", lines[0]);
+  EXPECT_EQ("-???????w?   - - - 1234567 2026-11-22 08:15 /d/big.bin", lines[1]);
 
   big.owner = "alice";
   big.mode = 0644;
-  const auto owned = formatListLines({dir, big});
-  EXPECT_EQ("d???????" "-?   -           0 2026-11-22 08:15 /d/sub", owned[0]);
-  EXPECT_EQ("-rw-r--r--   alice 1234567 2026-11-22 08:15 /d/big.bin", owned[1]);
-}
+  const auto owned = formatListLines({dir, big}, true);
+  EXPECT_EQ("d???????" "-?   - -     -     0 2026-11-22 08:15 /d/sub", owned[0]);
+  EXPECT_EQ("-rw-r--r--   - alice - 1.2 M 2026-11-22 08:15 /d/big.bin", owned[1]);
 
-TEST(FormatListLines, EntryWithoutDateKeepsTheColumns) {
   EntryInfo root = file("/", 0);
   root.isDir = true;
   root.hasDate = false;
-  EXPECT_EQ("d????????? 0                  /", formatListLines({root})[0]);
+  EXPECT_EQ("d?????????   - - - 0 -          -     /", formatListLines({root})[0]);
+  EXPECT_EQ("1023", humanSize(1023));
+  EXPECT_EQ("1.0 K", humanSize(1024));
+  EXPECT_EQ("3.0 G", humanSize(3LL << 30));
 }
 
 TEST(FormatStat, HadoopConversions) {

@@ -1,12 +1,15 @@
 #include "local_file.h"
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+#include "interruption.h"
 
 namespace zohtool {
 
@@ -59,7 +62,7 @@ bool writeAll(int fd, const char* data, size_t length, std::string* error) {
   while (length > 0) {
     const ssize_t n = ::write(fd, data, length);
     if (n < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR && !interrupted()) continue;
       *error = errnoText("write");
       return false;
     }
@@ -73,10 +76,21 @@ long readSome(int fd, char* data, size_t length, std::string* error) {
   for (;;) {
     const ssize_t n = ::read(fd, data, length);
     if (n >= 0) return static_cast<long>(n);
-    if (errno == EINTR) continue;
+    if (errno == EINTR && !interrupted()) continue;
     *error = errnoText("read");
     return -1;
   }
+}
+
+bool removeLocalTree(const std::string& path) {
+  // Depth first, without following links out of the tree.
+  return nftw(
+             path.c_str(),
+             [](const char* name, const struct stat*, int, struct FTW*) {
+               return ::remove(name) == 0 || errno == ENOENT ? 0 : -1;
+             },
+             16, FTW_DEPTH | FTW_PHYS) == 0 ||
+         errno == ENOENT;
 }
 
 PendingLocalFile::PendingLocalFile(std::string finalPath)

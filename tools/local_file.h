@@ -36,6 +36,9 @@ bool writeAll(int fd, const char* data, size_t length, std::string* error);
 // Up to `length` bytes; 0 at the end; -1 with errno's text on failure.
 long readSome(int fd, char* data, size_t length, std::string* error);
 
+// Removes a file or a whole directory tree; true when nothing is left.
+bool removeLocalTree(const std::string& path);
+
 // A local file written under a temporary name beside its final one and moved
 // into place by commit(); removed again when never committed.
 class PendingLocalFile {

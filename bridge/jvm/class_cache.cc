@@ -1,5 +1,6 @@
 #include "class_cache.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -10,6 +11,13 @@
 
 #ifndef ZOH_DEFAULT_PROXY_HOME
 #define ZOH_DEFAULT_PROXY_HOME "proxies"
+#endif
+// Proxy homes relative to the directory of the installed or built bridge.
+#ifndef ZOH_INSTALLED_PROXY_HOME
+#define ZOH_INSTALLED_PROXY_HOME ""
+#endif
+#ifndef ZOH_BUILD_TREE_PROXY_HOME
+#define ZOH_BUILD_TREE_PROXY_HOME ""
 #endif
 
 namespace zojni {
@@ -226,9 +234,27 @@ const RuntimeClasses* loadedRuntimeClasses() {
   return g_classes;
 }
 
+// ZOH_PROXY_HOME, else the proxy home beside this library wherever its tree
+// was moved: installed (<lib>/../share/...) or in a build tree, else the
+// build's own.
 std::string proxyHome() {
   const char* home = std::getenv("ZOH_PROXY_HOME");
-  return home != nullptr && *home != '\0' ? home : ZOH_DEFAULT_PROXY_HOME;
+  if (home != nullptr && *home != '\0') return home;
+  Dl_info self{};
+  if (dladdr(reinterpret_cast<void*>(&proxyHome), &self) != 0 && self.dli_fname != nullptr) {
+    std::string dir = self.dli_fname;
+    dir = dir.substr(0, dir.find_last_of('/') + 1);
+    for (const char* relative : {ZOH_INSTALLED_PROXY_HOME, ZOH_BUILD_TREE_PROXY_HOME}) {
+      if (*relative == '\0') continue;
+      char* real = realpath((dir + relative).c_str(), nullptr);
+      if (real == nullptr) continue;
+      const std::string candidate = real;
+      std::free(real);
+      struct stat info {};
+      if (stat((candidate + "/" + kRuntimeJar).c_str(), &info) == 0) return candidate;
+    }
+  }
+  return ZOH_DEFAULT_PROXY_HOME;
 }
 
 bool MethodCache::find(JNIEnv* env, jclass type, const char* name,
