@@ -8,7 +8,7 @@
 set -euo pipefail
 source "$(dirname "$0")/env.sh"
 "$ZOH_ROOT/scripts/setup.sh"
-zoh_build "$ZOH_ROOT/build" >/dev/null
+zoh_build "$ZOH_ROOT/build" >&2
 state=${1:-$ZOH_ROOT/build/minicluster}
 mkdir -p "$state"
 echo "starting the test cluster in $state (Ctrl-C stops it)"

@@ -440,7 +440,8 @@ TEST_F(FsTool, ErrorsAPersonCanActOn) {
   const std::vector<std::string> cluster = {"-fs", "hdfs://nn.invalid:8020", "ls", "/"};
   const ChildResult plain = fs(cluster);
   EXPECT_EQ(1, plain.status);
-  EXPECT_THAT(plain.err, StartsWith("ls: No file system"));
+  EXPECT_THAT(plain.err, StartsWith("ls: Cannot connect to the file system "
+                                    "'hdfs://nn.invalid:8020': cannot reach the cluster"));
   std::vector<std::string> verbose = cluster;
   verbose.insert(verbose.begin(), "-v");
   EXPECT_THAT(fs(verbose).err, HasSubstr("ls: [Hadoop Client 1725] Proxy method"));

@@ -11,7 +11,7 @@
 namespace jvmtest {
 
 std::vector<FileSystemUnderTest> fileSystemsUnderTest() {
-  std::vector<FileSystemUnderTest> all{{"file", "", "", "", ""}};
+  std::vector<FileSystemUnderTest> all{{"file", "", "", "", "", ""}};
   const char* ready = std::getenv("ZOH_TEST_CLUSTER");
   if (ready == nullptr || *ready == '\0') return all;
   std::map<std::string, std::string> keys;
@@ -21,7 +21,7 @@ std::vector<FileSystemUnderTest> fileSystemsUnderTest() {
     if (eq != std::string::npos) keys[line.substr(0, eq)] = line.substr(eq + 1);
   }
   for (const char* scheme : {"hdfs", "webhdfs"}) {
-    FileSystemUnderTest fs{scheme, keys[scheme], keys["private"], keys["site"], ""};
+    FileSystemUnderTest fs{scheme, keys[scheme], keys["private"], keys["site"], keys["hdfs"], ""};
     // A cluster that was asked for but is not there fails the tests, not skips them.
     if (fs.base.empty()) fs.error = std::string("no ") + scheme + " address in " + ready;
     all.push_back(fs);
@@ -83,11 +83,12 @@ void HadoopFs::TearDown() {
   if (!localRoot_.empty() && system(command.c_str()) != 0) ADD_FAILURE() << command;
 }
 
-ZOHadoopCfg* HadoopFs::newConfiguration(const std::string& user, ZobString* err) {
+ZOHadoopCfg* HadoopFs::newConfiguration(const std::string& user, ZobString* err,
+                                        const std::string& base) {
   ZOHadoopCfg* cfg = hadoop_->createConfiguration(err);
   if (cfg == nullptr) return nullptr;
   // A cluster's client settings come from its site file, as a user's would.
-  const std::string defaultFs = isLocal() ? "file:///" : GetParam().base;
+  const std::string defaultFs = !base.empty() ? base : isLocal() ? "file:///" : GetParam().base;
   if ((!isLocal() && !cfg->addResourceFile(ZobString(GetParam().siteFile.c_str()), err)) ||
       !cfg->setKeyValue(ZobString("fs.defaultFS"), ZobString(defaultFs.c_str()), err) ||
       (!user.empty() && !cfg->setUserPass(ZobString(user.c_str()), ZobString(""), err))) {

@@ -41,8 +41,11 @@ final class HadoopFailures {
 
   static Throwable unwrap(Throwable e) {
     if (e instanceof RemoteException) {
-      IOException local = ((RemoteException) e).unwrapRemoteException();
-      return local;
+      return ((RemoteException) e).unwrapRemoteException();
+    }
+    // Hadoop wraps some network failures (an unknown host) in an argument error.
+    if (e instanceof IllegalArgumentException && e.getCause() instanceof IOException) {
+      return unwrap(e.getCause());
     }
     return e;
   }
