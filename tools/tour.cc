@@ -11,6 +11,7 @@
 
 #include "hadoop_path.h"
 #include "local_file.h"
+#include "zo_logger.h"
 
 namespace zohtool {
 
@@ -52,10 +53,18 @@ std::vector<char> tourContent(size_t bytes) {
   return data;
 }
 
-Tour::Tour(std::FILE* out, size_t fileBytes) : out_(out), content_(tourContent(fileBytes)) {}
+Tour::Tour(std::FILE* out, size_t fileBytes, std::string base)
+    : out_(out), content_(tourContent(fileBytes)), base_(std::move(base)) {}
 
 Tour::~Tour() {
   if (workDir_.empty()) return;
+  if (!base_.empty() && sessionOpen_) {
+    ZobString err;
+    FsTarget root;
+    std::string error;
+    if (target("", &root, &error))
+      session_.hdfs()->deleteFile(nullptr, ZobString(root.path().c_str()), &err);
+  }
   // Whatever a failed step left behind goes with the work directory.
   for (const char* name : {kSample, kUploaded, kRenamed, kLocalCopy})
     ::unlink(joinPath(workDir_, name).c_str());
@@ -63,13 +72,30 @@ Tour::~Tour() {
   ::rmdir(workDir_.c_str());
 }
 
+namespace {
+
+// The Java side names the Hadoop release that serves it when its proxy is made.
+void rememberHadoopRelease(void* context, ZoLoggingLevel, const char*, const char*, int,
+                           const char* text) {
+  const char* release = std::strstr(text, "(Apache Hadoop ");
+  auto* out = static_cast<std::string*>(context);
+  if (release != nullptr && out->empty()) out->assign(release + 1, std::strcspn(release + 1, ")"));
+}
+
+}  // namespace
+
 bool Tour::run() {
   std::string error;
-  if (!prepare(&error)) {
+  std::string release;
+  zologSetCapture(&rememberHadoopRelease, &release);
+  const bool prepared = prepare(&error);
+  zologSetCapture(nullptr, nullptr);
+  if (!prepared) {
     std::fprintf(out_, "tour: cannot start: %s\n", error.c_str());
     return false;
   }
-  std::fprintf(out_, "%s: tour in %s\n", zox_build_info, workUri_.c_str());
+  std::fprintf(out_, "%s on %s: tour in %s\n", zox_build_info,
+               release.empty() ? "an unnamed Hadoop release" : release.c_str(), workUri_.c_str());
   struct Step {
     const char* title;
     std::function<bool(std::string*)> run;
@@ -117,16 +143,29 @@ bool Tour::prepare(std::string* error) {
     return false;
   }
   workDir_ = buffer.data();
-  workUri_ = "file://" + escapeUnsafe(workDir_);
+  // Items of the base URI (?key=value) stay at the end of every path beneath it.
+  const size_t items = base_.find('?');
+  if (items != std::string::npos) {
+    uriItems_ = base_.substr(items);
+    base_.resize(items);
+  }
+  workUri_ = base_.empty() ? "file://" + escapeUnsafe(workDir_)
+                           : base_ + "/" + baseName(workDir_);
   FsTarget root;
   if (!target("", &root, error)) return false;
   if (!session_.open(root, options_, error)) return false;
   sessionOpen_ = true;
+  if (base_.empty()) return true;
+  ZobString err;
+  if (!session_.hdfs()->makeDirectory(nullptr, ZobString(root.path().c_str()), &err)) {
+    *error = err.str();
+    return false;
+  }
   return true;
 }
 
 bool Tour::target(const std::string& relative, FsTarget* out, std::string* error) const {
-  const std::string typed = relative.empty() ? workUri_ : workUri_ + "/" + relative;
+  const std::string typed = (relative.empty() ? workUri_ : workUri_ + "/" + relative) + uriItems_;
   return FsTarget::parse(typed, options_, out, error);
 }
 
@@ -138,8 +177,10 @@ bool Tour::makeDirectory(std::string* detail) {
     *detail = err.str();
     return false;
   }
-  if (localKind(joinPath(workDir_, kDataDir)) != LocalKind::kDirectory) {
-    *detail = "the call succeeded but " + dir.path() + " is not a directory on disk";
+  bool there = false;
+  if (!session_.exists(dir.path(), &there, detail)) return false;
+  if (!there || (base_.empty() && localKind(joinPath(workDir_, kDataDir)) != LocalKind::kDirectory)) {
+    *detail = "the call succeeded but " + dir.path() + " is not a directory";
     return false;
   }
   *detail = dir.path() + " exists";

@@ -1,6 +1,8 @@
 // The end-to-end tour: one pass over everything a host does with the library
 // (raw stream write and read, directory walk, copies both ways, rename,
-// delete) in a fresh temporary directory, checking each result.
+// delete) in a fresh temporary directory, checking each result. The directory
+// is local (Hadoop's local file system), or beneath a base URI of any file
+// system Hadoop's client reaches (hdfs://, webhdfs://).
 #pragma once
 
 #include <cstdio>
@@ -13,7 +15,8 @@ namespace zohtool {
 
 class Tour {
  public:
-  Tour(std::FILE* out, size_t fileBytes);
+  // `base`: empty for the local file system, else a directory URI to work under.
+  Tour(std::FILE* out, size_t fileBytes, std::string base = "");
   ~Tour();
   Tour(const Tour&) = delete;
   Tour& operator=(const Tour&) = delete;
@@ -41,8 +44,10 @@ class Tour {
 
   std::FILE* out_;
   std::vector<char> content_;
-  std::string workDir_;   // local path
-  std::string workUri_;   // file:// URI text of workDir_
+  std::string base_;      // where the work directory goes; empty: workDir_ itself
+  std::string workDir_;   // local path (the local copies go there)
+  std::string workUri_;   // URI text of the work directory on the tour's file system
+  std::string uriItems_;  // the base URI's "?key=value..." part, or empty
   GenericOptions options_;
   HdfsSession session_;
   bool sessionOpen_ = false;
