@@ -174,6 +174,22 @@ bool parseAuthority(const std::string& authority, UriParts* parts, std::string* 
   return true;
 }
 
+// A URI may come from anyone who can type a file name, so the jars it makes the
+// JVM load must come from beneath the proxy home; only the host's own settings
+// may name a directory elsewhere.
+bool staysInProxyHome(const std::string& directory) {
+  if (!directory.empty() && directory[0] == '/') return false;
+  size_t start = 0;
+  while (true) {
+    size_t end = directory.find('/', start);
+    if (directory.compare(start, end == std::string::npos ? end : end - start, "..") == 0) {
+      return false;
+    }
+    if (end == std::string::npos) return true;
+    start = end + 1;
+  }
+}
+
 bool parseItems(const std::string& query, UriParts* parts, std::string* err) {
   if (query.empty()) return true;
   size_t start = 0;
@@ -199,6 +215,11 @@ bool parseItems(const std::string& query, UriParts* parts, std::string* err) {
     if (decoded.first == kBufferSizeItem &&
         !parsePositiveInt(decoded.second, std::numeric_limits<int>::max(), &size, false)) {
       *err = "buffer-size \"" + decoded.second + "\" is not a positive number";
+      return false;
+    }
+    if (decoded.first == kProxyDirItem && !staysInProxyHome(decoded.second)) {
+      *err = "proxy-dir \"" + decoded.second +
+             "\" must name a directory inside the proxy home: no absolute path, no '..'";
       return false;
     }
     parts->items.push_back(std::move(decoded));
@@ -240,6 +261,18 @@ bool parseUri(const std::string& text, UriParts* parts, std::string* err) {
     return false;
   }
   return true;
+}
+
+// A host with a ':' is written as an IP literal, "[...]", which is read back
+// undecoded: only a host whose bytes need no escape and cannot end the
+// authority early may go there. Any other host is percent-encoded (a ':' in it
+// as well).
+std::string hostText(const std::string& host) {
+  bool literal = host.find(':') != std::string::npos;
+  for (unsigned char c : host) {
+    if (!isUnreserved(c) && c != ':' && c != '%') literal = false;
+  }
+  return literal ? "[" + host + "]" : encode(host, "");
 }
 
 class HadoopUri final : public ZoHadoopURI {
@@ -347,11 +380,7 @@ class HadoopUri final : public ZoHadoopURI {
       if (!parts_.password.empty()) text += ":" + encode(parts_.password, "");
       text += "@";
     }
-    if (parts_.host.find(':') != std::string::npos) {
-      text += "[" + parts_.host + "]";
-    } else {
-      text += encode(parts_.host, "");
-    }
+    text += hostText(parts_.host);
     if (parts_.port >= 0) text += ":" + std::to_string(parts_.port);
     return text;
   }
@@ -376,8 +405,7 @@ class HadoopUri final : public ZoHadoopURI {
   std::string defaultFs() const {
     if (parts_.scheme == "file" || parts_.host.empty()) return parts_.scheme + ":///";
     std::string fs = parts_.scheme + "://";
-    fs += parts_.host.find(':') != std::string::npos ? "[" + parts_.host + "]"
-                                                      : encode(parts_.host, "");
+    fs += hostText(parts_.host);
     if (parts_.port >= 0) fs += ":" + std::to_string(parts_.port);
     return fs;
   }
