@@ -6,42 +6,20 @@
 #include <string>
 
 #include "fuzz_input.h"
+#include "uri_test_support.h"
 #include "zob_uri.h"
 
 namespace {
 
 using UriPtr = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
-// Everything a user of the URI can observe.
-std::string describe(ZoHadoopURI* uri) {
-  ZobString user, password;
-  uri->getUserPassword(&user, &password);
-  int size = 0;
-  std::string text = uri->getScheme().str() + "|" + user.str() + "|" + password.str() + "|" +
-                     uri->getAuthority().str() + "|" + uri->getPath().str() + "|" +
-                     uri->getProxyDirectory().str() + "|" + uri->getCredentialName().str() +
-                     "|" + (uri->getBufferSize(&size) ? std::to_string(size) : "-") + "|" +
-                     uri->getContext().str();
-  for (int i = 0; i < uri->getResourceFileCount(); ++i) {
-    ZobString file;
-    FUZZ_CHECK(uri->getResourceFile(i, &file), "resource %d", i);
-    text += "|r:" + file.str();
-  }
-  for (int i = 0; i < uri->getKeyValueCount(); ++i) {
-    ZobString key, value;
-    FUZZ_CHECK(uri->getKeyValue(i, &key, &value), "key/value %d", i);
-    text += "|k:" + key.str() + "=" + value.str();
-  }
-  return text;
-}
-
 void checkRoundTrip(ZoHadoopURI* uri, const std::string& from) {
   const std::string canonical = uri->getURIString().str();
   UriPtr again(getURIFromURIString(ZobString(canonical.c_str())));
   FUZZ_CHECK(again != nullptr, "'%s' gave '%s', which does not parse", from.c_str(),
              canonical.c_str());
-  const std::string first = describe(uri);
-  const std::string second = describe(again.get());
+  const std::string first = describeUri(uri);
+  const std::string second = describeUri(again.get());
   FUZZ_CHECK(first == second, "'%s' -> '%s': %s != %s", from.c_str(), canonical.c_str(),
              first.c_str(), second.c_str());
   FUZZ_CHECK(again->getURIString().str() == canonical, "canonical text of '%s' moves",

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "uri_test_support.h"
+
 namespace {
 
 using UriPtr = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
@@ -33,20 +35,6 @@ std::vector<std::string> resources(ZoHadoopURI* uri) {
     out.push_back(file.str());
   }
   return out;
-}
-
-// Everything a user of the URI can observe, for comparing two URIs.
-std::string describe(ZoHadoopURI* uri) {
-  ZobString user, password;
-  uri->getUserPassword(&user, &password);
-  int size = 0;
-  std::string text = uri->getScheme().str() + "|" + user.str() + "|" + password.str() + "|" +
-                     uri->getAuthority().str() + "|" + uri->getPath().str() + "|" +
-                     uri->getProxyDirectory().str() + "|" + uri->getCredentialName().str() + "|" +
-                     (uri->getBufferSize(&size) ? std::to_string(size) : "-");
-  for (const auto& r : resources(uri)) text += "|r:" + r;
-  for (const auto& kv : keyValues(uri)) text += "|k:" + kv.first + "=" + kv.second;
-  return text;
 }
 
 TEST(UriTest, FullUriGivesEveryComponent) {
@@ -128,7 +116,7 @@ TEST(UriTest, CanonicalTextParsesBackToTheSameUri) {
     std::string canonical = uri->getURIString().str();
     UriPtr again = parse(canonical);
     ASSERT_TRUE(again) << canonical;
-    EXPECT_EQ(describe(uri.get()), describe(again.get())) << text;
+    EXPECT_EQ(describeUri(uri.get()), describeUri(again.get())) << text;
     EXPECT_EQ(canonical, again->getURIString().str());
   }
   UriPtr reserved = parse("hdfs://nn/a%26b%3Dc%3Fd%23e%25f%20g?k%26%3D=v%26%3D%3F%23%25%20");

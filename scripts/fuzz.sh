@@ -34,5 +34,6 @@ for t in "${targets[@]}"; do
   "$dir/fuzz/$t" "${limit[@]}" -print_final_stats=1 -artifact_prefix="$dir/findings/$t-" \
     "$corpus" "$ZOH_ROOT/fuzz/corpus/$t" 2>"$log" || { tail -40 "$log"; exit 1; }
   runs=$(grep -o 'number_of_executed_units: [0-9]*' "$log" | grep -o '[0-9]*$')
-  echo "$t: $runs executions in $(grep -o 'Done [0-9]* runs in [0-9]* second' "$log" | grep -o '[0-9]* second') s, $(ls "$corpus" | wc -l) inputs in the corpus"
+  seconds=$(grep -o 'Done [0-9]* runs in [0-9]*' "$log" | grep -o '[0-9]*$')
+  echo "$t: $runs executions in ${seconds} s, $(ls "$corpus" | wc -l) inputs in the corpus"
 done
