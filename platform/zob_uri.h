@@ -7,7 +7,9 @@
 //   items = item *("&" item), item = name "=" value
 //
 // Item names with a meaning of their own:
-//   proxy-dir=DIR     the Java proxy directory for this URI's Hadoop instance
+//   proxy-dir=DIR     the Java proxy directory for this URI's Hadoop instance,
+//                     relative to the proxy home and never leaving it (a text
+//                     with an absolute DIR or a ".." component is refused)
 //   resource=FILE     a Hadoop configuration resource file (repeatable, in order)
 //   credential=NAME   a credential of the platform's credential store
 //   buffer-size=N     the I/O buffer size in bytes (a positive number)

@@ -8,6 +8,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <vector>
+
+#include "string_lines.h"
 
 struct ZobSubject {
   std::atomic<int> users{0};
@@ -18,6 +21,16 @@ namespace {
 constexpr char kPrefix[] = "zoenc1:";
 constexpr std::size_t kPrefixLength = sizeof(kPrefix) - 1;
 constexpr unsigned char kMask = 0x5A;
+// A store holds a handful of short lines; anything far beyond is not a store.
+constexpr std::size_t kMaxStoreLine = 16 * 1024;
+constexpr std::size_t kMaxStoreBytes = 1024 * 1024;
+// What zobSubjectCredentials hands over as the stored password of a store it
+// cannot read, followed by the reason: the library decodes every password it
+// is given, and decoding this one fails with that reason, so the failure
+// reaches the caller instead of passing for "no such credential". No store line
+// can hold a '\n', so no stored password starts like this.
+constexpr char kUnreadable[] = "\nunreadable:";
+constexpr std::size_t kUnreadableLength = sizeof(kUnreadable) - 1;
 constexpr char kAlphabet[] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -115,9 +128,16 @@ bool zobSubjectCredentials(const ZobString& name, ZobString& user, ZobString& pa
   if (detail != nullptr) detail->assign(path);
   if (path == nullptr) return false;
   // Read on every lookup: the store is small, and a tool may have just added to it.
-  std::ifstream in(path);
-  std::string line;
-  while (std::getline(in, line)) {
+  std::vector<std::string> lines;
+  std::string problem;
+  if (!zobReadTextLines(path, kMaxStoreLine, kMaxStoreBytes, &lines, &problem)) {
+    const std::string stored = kUnreadable + std::string("the credential store '") + path +
+                               "' cannot be used: " + problem;
+    user.assign("");
+    password.assign(stored.c_str(), stored.size());
+    return true;
+  }
+  for (std::string& line : lines) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.empty() || line[0] == '#') continue;
     std::size_t first = line.find('\t');
@@ -137,6 +157,14 @@ bool zobSubjectDecodePW(const ZobString& stored, ZobString& clear, ZobString* er
   const std::string text = stored.str();
   std::string problem;
   std::string bytes;
+  if (text.compare(0, kUnreadableLength, kUnreadable) == 0) {
+    if (err != nullptr) {
+      std::string message = "The password cannot be looked up: " +
+                            text.substr(kUnreadableLength) + ".";
+      err->assign(message.c_str(), message.size());
+    }
+    return false;
+  }
   if (text.compare(0, kPrefixLength, kPrefix) != 0) {
     problem = "it does not start with \"zoenc1:\"";
   } else if (decodeBase64(text.substr(kPrefixLength), &bytes, &problem)) {

@@ -112,4 +112,20 @@ TEST_F(CredentialStoreTest, LooksUpUserAndStoredPasswordByExactName) {
   zobSubjectRelease();
 }
 
+// A store that is not a store (endless, a line without end, too big) is
+// refused at once, and the lookup says so when the password is decoded.
+TEST_F(CredentialStoreTest, UnusableStoreFailsTheLookupPromptly) {
+  std::ofstream(path_) << "x\tu\t" << std::string(20000, 'A') << "\n";
+  for (const char* store : {"/dev/zero", path_.c_str()}) {
+    setenv("ZOB_CREDENTIAL_STORE", store, 1);
+    ZobString user, password;
+    ASSERT_TRUE(zobSubjectCredentials(ZobString("x"), user, password, nullptr)) << store;
+    EXPECT_EQ(0, user.length());
+    ZobString err;
+    EXPECT_FALSE(zobSubjectDecodePW(password, password, &err));
+    EXPECT_NE(std::string::npos, err.str().find(std::string("'") + store + "' cannot be used"))
+        << err.str();
+  }
+}
+
 }  // namespace

@@ -129,8 +129,14 @@ int64_t ZobDate::millis() const { return millis_; }
 bool ZobDate::isSet() const { return set_; }
 
 ZobString ZobDate::toString() const {
-  int64_t days = floorDiv(millis_, kMillisPerDay);
-  int64_t inDay = millis_ - days * kMillisPerDay;
+  // Split without multiplying back: days * kMillisPerDay overflows for the
+  // earliest representable dates.
+  int64_t days = millis_ / kMillisPerDay;
+  int64_t inDay = millis_ % kMillisPerDay;
+  if (inDay < 0) {
+    inDay += kMillisPerDay;
+    --days;
+  }
   int64_t year = 0;
   int month = 0;
   int day = 0;

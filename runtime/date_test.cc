@@ -125,4 +125,12 @@ TEST(ZobDateTest, CopiesCarryValueAndState) {
   EXPECT_EQ(a.millis(), c.millis());
 }
 
+TEST(ZobDateTest, ExtremeMillisStillFormat) {
+  ZobDate date;
+  date.setMillis(INT64_MIN);
+  EXPECT_STREQ("-292275055-05-16T16:47:04.192Z", date.toString().asCstr());
+  date.setMillis(INT64_MAX);
+  EXPECT_STREQ("292278994-08-17T07:12:55.807Z", date.toString().asCstr());
+}
+
 }  // namespace

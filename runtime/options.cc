@@ -1,7 +1,6 @@
 #include "zob_options.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -9,10 +8,17 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "options_file.h"
+#include "string_lines.h"
 #include "zo_logger.h"
 
 namespace {
+
+// Options are short lines; a file far beyond these is not an options file.
+constexpr std::size_t kMaxOptionsLine = 64 * 1024;
+constexpr std::size_t kMaxOptionsBytes = 1024 * 1024;
 
 class OptionSet final : public ZobConfigOptions {
  public:
@@ -72,20 +78,22 @@ class OptionSet final : public ZobConfigOptions {
   std::map<ZobString, ZobString, ZobStringLessInsensitive> options_;
 };
 
+}  // namespace
+
 // Lines "name=value"; the first '=' splits, so values may hold '='. Lines that
 // are blank, start with '#', or have no name are skipped.
-void loadOptionsFile(const char* path, OptionSet* set) {
-  std::ifstream in(path);
-  if (!in) {
+void zobLoadOptionsFile(const char* path, ZobConfigOptions* set) {
+  std::vector<std::string> lines;
+  std::string problem;
+  if (!zobReadTextLines(path, kMaxOptionsLine, kMaxOptionsBytes, &lines, &problem)) {
     zologGetLogger("ZO.Platform.Options")
         ->logEvent(ZOLOG_WARNING, "runtime/options", __LINE__,
                    "Configuration options file '%s' (ZOB_CONFIG_OPTIONS_FILE) cannot "
-                   "be read; the general options start empty.",
-                   path);
+                   "be used: %s; the general options start empty.",
+                   path, problem.c_str());
     return;
   }
-  std::string line;
-  while (std::getline(in, line)) {
+  for (const std::string& line : lines) {
     ZobString text(line.c_str(), line.size());
     text.trim(true, true);
     if (text.length() == 0 || text.asCstr()[0] == '#') continue;
@@ -99,6 +107,8 @@ void loadOptionsFile(const char* path, OptionSet* set) {
     set->setOption(name, value);
   }
 }
+
+namespace {
 
 struct Registry {
   std::mutex mutex;
@@ -123,7 +133,7 @@ ZobConfigOptions* zobGetConfigOptions(const ZobString& name) {
   if (!set) return nullptr;
   if (key.length() == 0) {
     const char* path = std::getenv("ZOB_CONFIG_OPTIONS_FILE");
-    if (path != nullptr && *path != '\0') loadOptionsFile(path, set.get());
+    if (path != nullptr && *path != '\0') zobLoadOptionsFile(path, set.get());
   }
   OptionSet* result = set.get();
   r.sets.emplace(key, std::move(set));

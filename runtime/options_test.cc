@@ -100,6 +100,13 @@ TEST(ConfigOptionsTest, GeneralSetLoadsTheOptionsFileOnce) {
       },
       testing::ExitedWithCode(0), "");
   std::remove(path.c_str());
+  // A file without end or without a line break is refused at once, not read.
+  EXPECT_EXIT(
+      {
+        setenv("ZOB_CONFIG_OPTIONS_FILE", "/dev/zero", 1);
+        std::exit(zobGetConfigOptions(ZobString(""))->getOptionCount());
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

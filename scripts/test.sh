@@ -28,4 +28,8 @@ stage "tests (sanitizer build)"
 # keeps memory LeakSanitizer cannot follow); the rest run with leak checks on.
 (cd "$ZOH_ROOT/build-asan" && ASAN_OPTIONS=detect_leaks=1:handle_segv=0 \
   ctest --output-on-failure -j "$ZOH_JOBS")
+# Fuzz targets (clang, a build of their own): each runs a fixed number of inputs
+# from its seeds on; scripts/fuzz.sh alone runs them for longer.
+stage "fuzz targets (fixed count)"
+"$ZOH_ROOT/scripts/fuzz.sh" --runs 20000
 stage ""

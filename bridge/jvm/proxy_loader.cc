@@ -85,6 +85,21 @@ std::string optionOr(const char* name, const std::string& fallback, bool* answer
 
 std::string resolveProxyDirectory(const std::string& answer) {
   if (!answer.empty() && answer[0] == '/') return answer;
+  // Counted by name alone: what lies beneath the home (links included) is the
+  // installer's to trust, but no ".." may climb out of it.
+  int depth = 0;
+  size_t start = 0;
+  while (start <= answer.size()) {
+    size_t end = answer.find('/', start);
+    if (end == std::string::npos) end = answer.size();
+    const std::string part = answer.substr(start, end - start);
+    if (part == "..") {
+      if (--depth < 0) return std::string();
+    } else if (!part.empty() && part != ".") {
+      ++depth;
+    }
+    start = end + 1;
+  }
   return proxyHome() + "/" + answer;
 }
 
@@ -107,6 +122,10 @@ int createProxy(JNIEnv* env, const RuntimeClasses& rc, const char* jar, const ch
   optionOr("JAVA_PROXY/HAS_GETVERSION", "", &wantsVersion);
 
   std::string directory = resolveProxyDirectory(given);
+  if (directory.empty()) {
+    return fail(ZOJNI_ERR_CREATE, "Java proxy directory '" + given +
+                                      "' leaves the proxy home '" + proxyHome() + "'");
+  }
   if (!isDirectory(directory)) {
     return fail(ZOJNI_ERR_CREATE, "Java proxy directory '" + directory + "' does not exist" +
                                       (given[0] == '/' ? "" : " (proxy home '" + proxyHome() + "')"));

@@ -29,7 +29,8 @@ struct CreatedProxy {
   std::string directory;
 };
 
-// An absolute directory as it is; a relative one beneath the proxy home.
+// An absolute directory as it is; a relative one beneath the proxy home, or
+// empty when its ".." components climb out of the home.
 std::string resolveProxyDirectory(const std::string& answer);
 
 // Creates a proxy of `className` from `jar` in the directory that the option

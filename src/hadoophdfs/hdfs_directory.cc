@@ -37,7 +37,11 @@ bool ZOHadoopDirImpl::next(ZobString* name, long* size, ZobDate* date,
 
   *name = entry.name;
   *date = entry.modDate;
-  *dateMillis = static_cast<unsigned long>(entry.modDate.asDouble() * 1000.0);
+  // Through a signed integer: a date before 1970 is negative, and converting a
+  // negative double straight to an unsigned type is undefined. Dates from a
+  // stats row lie within years 0 to 9999, well inside the signed range.
+  *dateMillis = static_cast<unsigned long>(
+      static_cast<long long>(entry.modDate.asDouble() * 1000.0));
   *isDir = entry.isDir;
   // Write permission is the bit of value 2 of what the Java side reports.
   *readOnly = (entry.permissions & 2) == 0;

@@ -175,6 +175,9 @@ TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
                                               {"ModDate", "2026-11-22T08:15:30.250Z"}})) {
     table.push_back(row);
   }
+  for (const auto& row : entryStats("old", {{"ModDate", "1969-12-31T23:59:59.000Z"}})) {
+    table.push_back(row);
+  }
   table.push_back({std::nullopt, "tail"});
   DirOwner dir = listing(table);
 
@@ -195,6 +198,10 @@ TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
   ZobDate expected;
   ASSERT_TRUE(expected.assign("2026-11-22T08:15:30.250Z"));
   EXPECT_EQ(e.millis, static_cast<unsigned long>(expected.millis()));
+
+  // Before 1970: the signed milliseconds, as an unsigned value.
+  ASSERT_TRUE(next(dir.get(), &e, &err));
+  EXPECT_EQ(e.millis, static_cast<unsigned long>(-1000LL));
 
   // A listing that ends on an entry row delivers it bare.
   ASSERT_TRUE(next(dir.get(), &e, &err));

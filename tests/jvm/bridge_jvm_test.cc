@@ -74,6 +74,7 @@ TEST(ProxyCreation, FailuresSayWhatIsMissing) {
   const std::vector<Case> cases = {
       {"no-such-dir", kJar, kClass, "no-such-dir' does not exist"},
       {"/nowhere/at/all", kJar, kClass, "'/nowhere/at/all' does not exist"},
+      {"contract/../../contract", kJar, kClass, "leaves the proxy home"},
       {"contract", "missing.jar", kClass, "jar 'missing.jar' not found in directory"},
       {"contract", kJar, "com.zorvanta.proxy.test.Nope",
        "class 'com.zorvanta.proxy.test.Nope' not found in jar 'zox-proxy-contract.jar'"},
