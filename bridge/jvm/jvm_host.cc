@@ -6,6 +6,7 @@
 #include <iterator>
 #include <locale.h>
 #include <cctype>
+#include <csetjmp>
 #include <cstdlib>
 #include <mutex>
 #include <vector>
@@ -60,6 +61,25 @@ jint JNICALL printToStderr(FILE*, const char* format, va_list args) {
   return std::vfprintf(stderr, format, args);
 }
 
+// A JVM that cannot start ends the process from inside JNI_CreateJavaVM (a
+// heap too small, a broken option). While this thread creates it, the JVM's
+// exit and abort hooks jump back here instead, so the host lives on and the
+// caller reads why; that JVM is never used or tried again.
+thread_local sigjmp_buf* t_startEscape = nullptr;
+thread_local int t_startExitCode = 0;
+
+void JNICALL escapeExit(jint code) {
+  if (t_startEscape == nullptr) return;  // a JVM that ran ends the process as asked
+  t_startExitCode = code;
+  siglongjmp(*t_startEscape, 1);
+}
+
+void JNICALL escapeAbort() {
+  if (t_startEscape == nullptr) return;
+  t_startExitCode = -1;
+  siglongjmp(*t_startEscape, 1);
+}
+
 // Creates the JVM with a UTF-8 character type on this thread only. The JVM fixes
 // its file-name encoding (sun.jnu.encoding) from the creating thread's locale
 // and cannot be told otherwise; under the POSIX locale that is ASCII and every
@@ -70,7 +90,16 @@ jint createVmUnderUtf8(JavaVM** vm, JNIEnv** env, JavaVMInitArgs* args) {
   std::string hostLocale = current != nullptr ? current : "";
   locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
   locale_t previous = utf8 != static_cast<locale_t>(0) ? uselocale(utf8) : nullptr;
-  jint rc = JNI_CreateJavaVM(vm, reinterpret_cast<void**>(env), args);
+  sigjmp_buf escape;
+  jint rc = JNI_ERR;
+  if (sigsetjmp(escape, 1) == 0) {
+    t_startEscape = &escape;
+    rc = JNI_CreateJavaVM(vm, reinterpret_cast<void**>(env), args);
+  } else {
+    *vm = nullptr;
+    rc = t_startExitCode == -1 ? JNI_ERR : JNI_EINVAL;
+  }
+  t_startEscape = nullptr;
   if (utf8 != static_cast<locale_t>(0)) {
     uselocale(previous);
     freelocale(utf8);
@@ -111,13 +140,13 @@ bool startVm(std::string* why) {
     return true;
   }
   std::vector<std::string> texts = jvmOptions();
-  std::vector<JavaVMOption> options(texts.size() + 1);
-  for (size_t i = 0; i < texts.size(); ++i) {
-    options[i].optionString = const_cast<char*>(texts[i].c_str());
-    options[i].extraInfo = nullptr;
+  std::vector<JavaVMOption> options;
+  for (const std::string& text : texts) {
+    options.push_back({const_cast<char*>(text.c_str()), nullptr});
   }
-  options.back().optionString = const_cast<char*>("vfprintf");
-  options.back().extraInfo = reinterpret_cast<void*>(&printToStderr);
+  options.push_back({const_cast<char*>("vfprintf"), reinterpret_cast<void*>(&printToStderr)});
+  options.push_back({const_cast<char*>("exit"), reinterpret_cast<void*>(&escapeExit)});
+  options.push_back({const_cast<char*>("abort"), reinterpret_cast<void*>(&escapeAbort)});
   JavaVMInitArgs args{};
   args.version = JNI_VERSION_10;
   args.nOptions = static_cast<jint>(options.size());

@@ -38,5 +38,14 @@ for base in "file://$local_dir/fs" "$hdfs/tool-$$" "$webhdfs/tool-web-$$"; do
     failures=$((failures + 1))
   fi
 done
+# A JVM that cannot start is an error the tool reports; the process lives on
+# to say so, and the JVM's own words stay off standard output.
+set +e
+out=$(ZOH_JVM_OPTIONS=-Xmx1k "$fs_tool" ls / 2>"$local_dir/err"); status=$?
+set -e
+base="a JVM that cannot start"
+check "exit status" "1" "$status"
+check "standard output" "" "$out"
+check "error" "the JVM could not be started" "$(grep -o 'the JVM could not be started' "$local_dir/err")"
 echo "3 file systems checked, $failures failures"
 [ "$failures" -eq 0 ]
