@@ -166,7 +166,9 @@ bool streamOut(const CommandContext& ctx, const FsTarget& source, int fd, bool s
   }
   bar.finish();
   if (!stream.close(&error)) return ctx.refuse(error);
-  if (total >= 0 && done != total) {
+  // Fewer bytes than the size promised is a loss; more is a file that grew
+  // while it was read, or one whose size says nothing (/proc).
+  if (total >= 0 && done < total) {
     return ctx.refusePath(source.display(), "read " + std::to_string(done) +
                                               " bytes of " + std::to_string(total));
   }
