@@ -38,6 +38,9 @@ for base in "file://$local_dir/fs" "$hdfs/tool-$$" "$webhdfs/tool-web-$$"; do
     failures=$((failures + 1))
   fi
 done
+base="a file whose size says nothing"
+check "cat /proc/version" "$(cat /proc/version)" "$("$fs_tool" cat /proc/version)"
+
 # A JVM that cannot start is an error the tool reports; the process lives on
 # to say so, and the JVM's own words stay off standard output.
 set +e
