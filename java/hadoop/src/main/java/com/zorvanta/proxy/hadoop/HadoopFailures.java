@@ -27,7 +27,11 @@ final class HadoopFailures {
 
   static ProxyException wrap(String action, String path, Throwable thrown) {
     Throwable e = unwrap(thrown);
-    return new ProxyException(code(e), action + " '" + path + "': " + reason(e), e);
+    String reason = reason(e);
+    // A reason that already quotes the exception's message leaves only its causes to tell.
+    String message = oneLine(e.getMessage());
+    Throwable cause = !message.isEmpty() && reason.contains(message) ? e.getCause() : e;
+    return new ProxyException(code(e), action + " '" + path + "': " + reason, cause);
   }
 
   /** A message on one line and of bounded length (NameNode texts can run to paragraphs). */
