@@ -11,6 +11,7 @@
 
 #include "hadoop_path.h"
 #include "local_file.h"
+#include "tour_engines.h"
 
 namespace zohtool {
 
@@ -74,7 +75,7 @@ bool Tour::run() {
     const char* title;
     std::function<bool(std::string*)> run;
   };
-  const std::vector<Step> steps = {
+  std::vector<Step> steps = {
       {"make a directory (HDFS service)", [this](std::string* d) { return makeDirectory(d); }},
       {"write a file (raw I/O adapter)", [this](std::string* d) { return writeThroughRawIO(d); }},
       {"list the directory (directory adapter)",
@@ -87,6 +88,7 @@ bool Tour::run() {
       {"rename (HDFS service)", [this](std::string* d) { return rename(d); }},
       {"delete (HDFS service)", [this](std::string* d) { return remove(d); }},
   };
+  for (auto& [title, step] : engineTourSteps(workDir_)) steps.push_back({title, step});
   const int count = static_cast<int>(steps.size());
   for (int i = 0; i < count; ++i) {
     std::fprintf(out_, "[%d/%d] %s %s ... ", i + 1, count, now().c_str(), steps[i].title);
