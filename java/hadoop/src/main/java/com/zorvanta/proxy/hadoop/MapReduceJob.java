@@ -123,6 +123,10 @@ final class MapReduceJob implements AutoCloseable {
       float reduce = running.reduceProgress();
       String phase = String.format(Locale.ROOT, "map %d%% reduce %d%%",
           Math.round(map * 100), Math.round(reduce * 100));
+      if (stopRequested) {
+        // The local runner's kill is an interrupt that a busy job thread can swallow.
+        kill(running);
+      }
       if (!Progress.ask(Math.round(map * 100) + Math.round(reduce * 100), 200, phase)) {
         stopRequested = true;
         kill(running);
@@ -204,7 +208,8 @@ final class MapReduceJob implements AutoCloseable {
   private static void awaitEnd(Job running) throws IOException, InterruptedException {
     long deadline = System.currentTimeMillis() + 30_000;
     while (!running.isComplete() && System.currentTimeMillis() < deadline) {
-      Thread.sleep(50);
+      Thread.sleep(WAIT_STEP_MS);
+      kill(running);
     }
   }
 
