@@ -110,8 +110,18 @@ void writeWords(const std::string& workDir, Counts* expected) {
   std::ofstream(workDir + "/" + kWordsFile) << wordsText(expected);
 }
 
+// The counts in `output` against the expected ones; removes what the step made.
+bool checkAndClean(bool ran, const Counts& expected, const std::string& workDir,
+                   const std::string& output, std::string* detail) {
+  Counts got;
+  const bool ok = ran && readCounts(output, &got, detail) && compare(expected, got, detail);
+  removeTree(output);
+  std::remove((workDir + "/" + kWordsFile).c_str());
+  return ok;
+}
+
 bool mapReduceCount(const std::string& workDir, std::string* detail) {
-  Counts expected, got;
+  Counts expected;
   writeWords(workDir, &expected);
   const std::string output = workDir + "/count-mapreduce";
   bool ok = false;
@@ -140,10 +150,7 @@ bool mapReduceCount(const std::string& workDir, std::string* detail) {
     if (!ok) *detail = engine.err_.str();
     job->release();
   }
-  ok = ok && readCounts(output, &got, detail) && compare(expected, got, detail);
-  removeTree(output);
-  std::remove((workDir + "/" + kWordsFile).c_str());
-  return ok;
+  return checkAndClean(ok, expected, workDir, output, detail);
 }
 
 const char kPigCount[] =
@@ -154,7 +161,7 @@ const char kPigCount[] =
     "STORE counts INTO '$output';\n";
 
 bool pigCount(const std::string& workDir, std::string* detail) {
-  Counts expected, got;
+  Counts expected;
   writeWords(workDir, &expected);
   const std::string output = workDir + "/count-pig";
   bool ok = false;
@@ -173,10 +180,7 @@ bool pigCount(const std::string& workDir, std::string* detail) {
     if (!ok) *detail = engine.err_.str();
     pig->release();
   }
-  ok = ok && readCounts(output, &got, detail) && compare(expected, got, detail);
-  removeTree(output);
-  std::remove((workDir + "/" + kWordsFile).c_str());
-  return ok;
+  return checkAndClean(ok, expected, workDir, output, detail);
 }
 
 }  // namespace
