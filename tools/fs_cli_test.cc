@@ -558,10 +558,10 @@ TEST_F(FsTool, TourChecksEveryStepAndLeavesNothingBehind) {
   const ChildResult tour = runChild(ZOH_TOUR_TOOL, {}, options);
   EXPECT_EQ(0, tour.status) << tour.out << tour.err;
   EXPECT_EQ("", tour.err);
-  EXPECT_EQ(8, std::count(tour.out.begin(), tour.out.end(), '[')) << tour.out;
-  EXPECT_THAT(tour.out, HasSubstr("[8/8]"));
+  EXPECT_EQ(10, std::count(tour.out.begin(), tour.out.end(), '[')) << tour.out;
+  EXPECT_THAT(tour.out, HasSubstr("[10/10]"));
   EXPECT_THAT(tour.out, HasSubstr("all 1048699 bytes match"));
-  EXPECT_THAT(tour.out, HasSubstr("Tour complete: all 8 steps checked out.\n"));
+  EXPECT_THAT(tour.out, HasSubstr("Tour complete: all 10 steps checked out.\n"));
   EXPECT_EQ(0, std::system(("test -z \"$(ls -A '" + dir_ + "')\"").c_str()));
 
   options.env.emplace_back("ZOH_PROXY_HOME", path("no-proxies"));

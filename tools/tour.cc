@@ -11,6 +11,7 @@
 
 #include "hadoop_path.h"
 #include "local_file.h"
+#include "tour_engines.h"
 #include "zo_logger.h"
 
 namespace zohtool {
@@ -100,7 +101,7 @@ bool Tour::run() {
     const char* title;
     std::function<bool(std::string*)> run;
   };
-  const std::vector<Step> steps = {
+  std::vector<Step> steps = {
       {"make a directory (HDFS service)", [this](std::string* d) { return makeDirectory(d); }},
       {"write a file (raw I/O adapter)", [this](std::string* d) { return writeThroughRawIO(d); }},
       {"list the directory (directory adapter)",
@@ -113,6 +114,11 @@ bool Tour::run() {
       {"rename (HDFS service)", [this](std::string* d) { return rename(d); }},
       {"delete (HDFS service)", [this](std::string* d) { return remove(d); }},
   };
+  // The job engines run on the embedded default; beneath a base URI the tour is
+  // about that file system.
+  if (base_.empty()) {
+    for (auto& [title, step] : engineTourSteps(workDir_)) steps.push_back({title, step});
+  }
   const int count = static_cast<int>(steps.size());
   for (int i = 0; i < count; ++i) {
     std::fprintf(out_, "[%d/%d] %s %s ... ", i + 1, count, now().c_str(), steps[i].title);

@@ -10,8 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include "ZOHadoopMapReduce.h"
-#include "ZOHadoopPig.h"
 #include "fs_fixture.h"
 
 namespace {
@@ -396,26 +394,6 @@ TEST(HadoopConfiguration, ResourceFilesAreCheckedWhenAddedAndKeyValuesWin) {
   unlink(first.c_str());
   unlink(second.c_str());
   rmdir(pattern);
-}
-
-TEST(HadoopEngines, MapReduceAndPigNameTheEngineTheyLack) {
-  ZobString err;
-  ZOHadoop* hadoop = zoHadoopCreate(&err);
-  ASSERT_NE(nullptr, hadoop);
-  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
-  ASSERT_NE(nullptr, cfg) << err.str();
-  ZOHadoopMapReduce* job = hadoop->createMapReduce(cfg, &err);
-  ASSERT_NE(nullptr, job) << err.str();
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_TRUE(contains(err, "no MapReduce job engine")) << err.str();
-  job->release();
-  ZOHadoopPig* pig = hadoop->createPig(cfg, ZobString(""), &err);
-  ASSERT_NE(nullptr, pig) << err.str();
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, ZobString("A = LOAD 'x';"), nullptr, &err));
-  EXPECT_TRUE(contains(err, "no Pig engine")) << err.str();
-  pig->release();
-  cfg->release();
-  hadoop->release();
 }
 
 }  // namespace

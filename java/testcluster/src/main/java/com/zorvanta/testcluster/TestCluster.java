@@ -15,15 +15,19 @@ import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.MiniDFSCluster;
+import org.apache.hadoop.mapreduce.v2.MiniMRYarnCluster;
 
 /**
  * A real HDFS on loopback for the tests: a NameNode (RPC and HTTP, so WebHDFS
  * too) and DataNodes on free ports, in one JVM. It writes a `core-site.xml`
  * naming the cluster and, once the cluster answers, a ready file of key=value
- * lines; it stops cleanly on SIGTERM or when its standard input ends.
+ * lines; it stops cleanly on SIGTERM or when its standard input ends. With
+ * --yarn it also runs YARN with one NodeManager and MapReduce's application
+ * master (slow to start, so only the tests that submit jobs ask for it), and
+ * the ready file names a client configuration for it (yarn=).
  *
  * <pre>
- * TestCluster --dir DIR [--datanodes N] [--stop-on-eof]
+ * TestCluster --dir DIR [--datanodes N] [--yarn] [--stop-on-eof]
  * </pre>
  */
 public final class TestCluster {
@@ -37,6 +41,7 @@ public final class TestCluster {
     File dir = null;
     int dataNodes = 1;
     boolean stopOnEof = false;
+    boolean yarn = false;
     for (int i = 0; i < args.length; i++) {
       switch (args[i]) {
         case "--dir":
@@ -45,11 +50,14 @@ public final class TestCluster {
         case "--datanodes":
           dataNodes = Integer.parseInt(args[++i]);
           break;
+        case "--yarn":
+          yarn = true;
+          break;
         case "--stop-on-eof":
           stopOnEof = true;
           break;
         default:
-          System.err.println("usage: TestCluster --dir DIR [--datanodes N] [--stop-on-eof]");
+          System.err.println("usage: TestCluster --dir DIR [--datanodes N] [--yarn] [--stop-on-eof]");
           System.exit(2);
       }
     }
@@ -70,8 +78,12 @@ public final class TestCluster {
     MiniDFSCluster cluster = new MiniDFSCluster.Builder(conf, new File(dir, "data"))
         .numDataNodes(dataNodes).nameNodePort(0).nameNodeHttpPort(0)
         .format(true).build();
+    MiniMRYarnCluster mr = yarn ? new MiniMRYarnCluster("zoh", 1) : null;
     CountDownLatch stopped = new CountDownLatch(1);
     Runtime.getRuntime().addShutdownHook(new Thread(() -> {
+      if (mr != null) {
+        mr.stop();
+      }
       cluster.shutdown(true);
       stopped.countDown();
     }, "test-cluster-shutdown"));
@@ -87,12 +99,50 @@ public final class TestCluster {
     }
     File site = new File(dir, "core-site.xml");
     writeSite(site, hdfs, dataNodes);
+    File yarnSite = new File(dir, "yarn-client.xml");
+    if (mr != null) {
+      Configuration yarnConf = new Configuration(cluster.getConfiguration(0));
+      yarnConf.set("fs.defaultFS", hdfs);
+      // Containers on a small test machine: small heaps, and no memory checks that kill them.
+      yarnConf.setInt("yarn.nodemanager.resource.memory-mb", 4096);
+      yarnConf.setInt("yarn.scheduler.minimum-allocation-mb", 256);
+      yarnConf.setBoolean("yarn.nodemanager.vmem-check-enabled", false);
+      yarnConf.setBoolean("yarn.nodemanager.pmem-check-enabled", false);
+      try {
+        mr.init(yarnConf);
+        mr.start();
+      } catch (RuntimeException | LinkageError e) {
+        // The HDFS threads would keep this process alive and the caller waiting.
+        e.printStackTrace();
+        System.exit(1);
+      }
+      Configuration client = new Configuration(mr.getConfig());
+      client.set("fs.defaultFS", hdfs);
+      client.set("mapreduce.framework.name", "yarn");
+      // No Hadoop installation on the nodes: containers get this process's class path.
+      String classPath = String.join(",", System.getProperty("java.class.path")
+          .split(File.pathSeparator));
+      client.set("mapreduce.application.classpath", classPath);
+      client.set("yarn.application.classpath", classPath);
+      client.setInt("yarn.app.mapreduce.am.resource.mb", 512);
+      client.set("yarn.app.mapreduce.am.command-opts", "-Xmx400m");
+      client.setInt("mapreduce.map.memory.mb", 384);
+      client.setInt("mapreduce.reduce.memory.mb", 384);
+      client.set("mapreduce.map.java.opts", "-Xmx300m");
+      client.set("mapreduce.reduce.java.opts", "-Xmx300m");
+      try (OutputStream out = new FileOutputStream(yarnSite)) {
+        client.writeXml(out);
+      }
+    }
     File partial = new File(dir, "cluster.env.partial");
     try (PrintWriter w = new PrintWriter(partial, StandardCharsets.UTF_8)) {
       w.println("hdfs=" + hdfs);
       w.println("webhdfs=" + webhdfs);
       w.println("private=" + PRIVATE_DIR);
       w.println("site=" + site.getPath());
+      if (mr != null) {
+        w.println("yarn=" + yarnSite.getPath());
+      }
       w.println("pid=" + ProcessHandle.current().pid());
     }
     Files.move(partial.toPath(), ready.toPath(), StandardCopyOption.ATOMIC_MOVE);

@@ -128,7 +128,7 @@ public final class HadoopClientJPC {
   // ---- MapReduce ----
 
   public Object[] CreateMapReduce(Long cfg) {
-    return new Object[] {MapReduceJobs.create(configuration(cfg))};
+    return new Object[] {MapReduceJobs.create(cfg)};
   }
 
   public Object[] MapReduceRun(Long job, RowSet properties) {

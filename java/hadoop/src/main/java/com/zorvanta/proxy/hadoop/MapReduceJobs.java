@@ -1,34 +1,63 @@
 package com.zorvanta.proxy.hadoop;
 
+import com.zorvanta.proxy.runtime.HandleTable;
 import com.zorvanta.proxy.runtime.ProxyException;
 import com.zorvanta.proxy.runtime.RowSet;
+import java.io.IOException;
 
-/** MapReduce jobs: not yet backed by Hadoop's job client. */
+/**
+ * The MapReduce methods of the proxy: job descriptions held by handle and run
+ * on Hadoop's job client (the local job runner by default, YARN when the
+ * configuration names it).
+ */
 final class MapReduceJobs {
+  private static final String JOB = "MapReduce job";
+
   private MapReduceJobs() {}
 
-  static long create(ClientConfiguration conf) {
-    throw noJobEngine("CreateMapReduce");
+  /** A job bound to the configuration and its user; none given means Hadoop's defaults. */
+  static long create(Long cfg) {
+    ClientConfiguration conf = cfg == null || cfg == 0 ? new ClientConfiguration()
+        : HadoopClientJPC.configuration(cfg);
+    return HandleTable.register(new MapReduceJob(conf));
   }
 
   static Object[] run(Long job, RowSet properties) {
-    throw noJobEngine("MapReduceRun");
+    try {
+      return new Object[] {job(job).run(properties)};
+    } catch (IOException e) {
+      throw HadoopFailures.wrap("Cannot start the job", "" + job, e);
+    }
   }
 
   static Object[] await(Long job) {
-    throw noJobEngine("MapReduceWait");
+    try {
+      return job(job).await();
+    } catch (IOException e) {
+      throw HadoopFailures.wrap("Cannot follow the job", "" + job, e);
+    } catch (InterruptedException e) {
+      Thread.currentThread().interrupt();
+      throw new ProxyException(ProxyException.CANCELLED, "Interrupted while waiting for the job");
+    }
   }
 
   static void stop(Long job) {
-    throw noJobEngine("MapReduceStop");
+    try {
+      job(job).stop();
+    } catch (IOException e) {
+      throw HadoopFailures.wrap("Cannot kill the job", "" + job, e);
+    }
   }
 
   static void release(Long job) {
-    throw noJobEngine("MapReduceRelease");
+    try {
+      HandleTable.release(job, MapReduceJob.class, JOB).close();
+    } catch (IOException e) {
+      throw HadoopFailures.wrap("Cannot release the job", "" + job, e);
+    }
   }
 
-  private static ProxyException noJobEngine(String method) {
-    return new ProxyException(ProxyException.UNSUPPORTED, method + ": no MapReduce job engine"
-        + " is available in this proxy");
+  private static MapReduceJob job(Long handle) {
+    return HandleTable.get(handle, MapReduceJob.class, JOB);
   }
 }

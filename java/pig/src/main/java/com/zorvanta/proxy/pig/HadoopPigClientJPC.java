@@ -1,17 +1,21 @@
 package com.zorvanta.proxy.pig;
 
-import com.zorvanta.proxy.runtime.ProxyException;
+import com.zorvanta.proxy.runtime.HandleTable;
 import com.zorvanta.proxy.runtime.ProxySite;
 import com.zorvanta.proxy.runtime.RowSet;
+import org.apache.pig.impl.util.JarManager;
 
 /**
- * The Pig client proxy. No Pig engine ships with the reference proxies, so
- * every method answers an error that says so; the proxy itself is created
- * normally so that the caller learns this from the first command it runs.
+ * The Pig client proxy: each "RunCommands" is a run of Apache Pig's own
+ * {@link org.apache.pig.PigServer} on a thread of its own, held by handle
+ * until "Release".
  */
 public final class HadoopPigClientJPC {
+  private static final String RUN = "Pig run";
+
   public HadoopPigClientJPC(ProxySite site) {
-    site.info("Pig client proxy ready (no Pig engine available)");
+    site.info("Pig client proxy ready (Apache Pig "
+        + JarManager.class.getPackage().getImplementationVersion() + ")");
   }
 
   public String getVersion() {
@@ -19,23 +23,27 @@ public final class HadoopPigClientJPC {
   }
 
   public Object[] RunCommands(Long cfg, String commands, RowSet parameters, RowSet jars) {
-    throw noEngine("RunCommands");
+    PigRun run = PigRun.start(cfg, commands, parameters, jars);
+    long handle = HandleTable.register(run);
+    return new Object[] {handle, run.startText(handle)};
   }
 
   public Object[] Wait(Long run) {
-    throw noEngine("Wait");
+    return run(run).await();
   }
 
   public void Stop(Long run) {
-    throw noEngine("Stop");
+    // The library sends handle 0 when it has started nothing yet.
+    if (run != null && run != 0) {
+      run(run).stop();
+    }
   }
 
   public void Release(Long run) {
-    throw noEngine("Release");
+    HandleTable.release(run, PigRun.class, RUN).close();
   }
 
-  private static ProxyException noEngine(String method) {
-    return new ProxyException(ProxyException.UNSUPPORTED, method + ": no Pig engine is"
-        + " available; the Pig proxy has no Pig runtime or cluster to run commands on");
+  private static PigRun run(Long handle) {
+    return HandleTable.get(handle, PigRun.class, RUN);
   }
 }
