@@ -32,15 +32,17 @@ bool ZobIOHadoop::open(ZobTxtFileOpenMode mode, int openFlags, int* bufferSize,
   // One open per stream: a second one would orphan the objects of the first.
   if (hadoop_ != nullptr) return false;
   mode_ = mode;
-  bufferSize_ = *bufferSize;
-  if (bufferSize_ == 0) {
-    int fromUri = 0;
-    bufferSize_ = uri_->getBufferSize(&fromUri) ? fromUri : kDefaultBufferSize;
+  // No place for the size: the caller asks for none and hears of none.
+  bufferSize_ = bufferSize != nullptr ? *bufferSize : 0;
+  int fromUri = 0;
+  // Without a URI the configuration below refuses with its own text.
+  if (bufferSize_ == 0 && uri_ != nullptr && uri_->getBufferSize(&fromUri)) {
+    bufferSize_ = fromUri;
   }
   // The buffering needs room for at least one byte; a size that cannot be used
   // falls back to the default.
   if (bufferSize_ <= 0) bufferSize_ = kDefaultBufferSize;
-  *bufferSize = bufferSize_;
+  if (bufferSize != nullptr) *bufferSize = bufferSize_;
 
   if (!getHDFS(uri_, &hadoop_, &cfg_, &hdfs_, &error_)) return false;
   path_ = uri_->getPath();
@@ -60,8 +62,10 @@ bool ZobIOHadoop::allocateBuffer(int size) {
   return true;
 }
 
+// A null place for the bytes is refused like a stream that is not open: the
+// adapter has no text of its own for it.
 int ZobIOHadoop::getBytes(const char** data, int minBytes, int maxBytes) {
-  if (file_ == nullptr) return -1;
+  if (file_ == nullptr || data == nullptr) return -1;
   bufferFill_ = 0;
   int gathered = 0;
   const char* chunk = nullptr;
@@ -96,7 +100,7 @@ int ZobIOHadoop::getBytes(const char** data, int minBytes, int maxBytes) {
 }
 
 int ZobIOHadoop::putBytes(const char* data, int length) {
-  if (file_ == nullptr) return -1;
+  if (file_ == nullptr || (data == nullptr && length > 0)) return -1;
   if (buffer_ == nullptr && !allocateBuffer(bufferSize_)) return -1;
   if (length == 0) return 0;
   int taken = 0;
