@@ -6,6 +6,7 @@
 
 #include "ZOHadoopIO.h"
 #include "hadoop_access.h"
+#include "zob_txtfile.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
 ZobIORaw* createRawIO(ZoHadoopURI* uri, ZobString* err) {
@@ -13,6 +14,19 @@ ZobIORaw* createRawIO(ZoHadoopURI* uri, ZobString* err) {
   if (io == nullptr && err != nullptr) *err = ZOH_MESSAGE(ZOH_BASEIO_TAG, 444);
   return io;
 }
+
+namespace {
+
+// The runtime opens non-file text files (a listing's openTextFile, or a host's
+// zobTxtFileOpen) through our raw streams. It learns of them here, when the
+// library is loaded: a lookup by name would miss a library that its host
+// loaded with RTLD_LOCAL.
+struct RawIOFactoryRegistration {
+  RawIOFactoryRegistration() { zobTxtFileSetRawIOFactory(&createRawIO); }
+  ~RawIOFactoryRegistration() { zobTxtFileUnsetRawIOFactory(&createRawIO); }
+} g_rawIOFactoryRegistration;
+
+}  // namespace
 
 ZobIOHadoop::ZobIOHadoop(ZoHadoopURI* uri) : uri_(uri) {}
 
