@@ -99,8 +99,12 @@ bool CallScope::adopt(void* address) {
   return true;
 }
 
+namespace {
+std::recursive_mutex g_creationLock;
+}  // namespace
+
 CreateScope::CreateScope(ZoJniOptionRecord* options, ZoJniMessageRecord* messages)
-    : options_(options), messages_(messages), previous_(t_create) {
+    : serial_(g_creationLock), options_(options), messages_(messages), previous_(t_create) {
   t_create = this;
 }
 
