@@ -24,7 +24,10 @@ class ZOHadoop {
   virtual ZOHadoopPig* createPig(ZOHadoopCfg* cfg, const ZobString& proxyDirectory,
                                  ZobString* err) = 0;
   // Ends the instance and every child still alive (files and directories must
-  // be released before).
+  // be released before). Release the children first: an instance that never
+  // came to hold its main Java proxy drops the children it still has without
+  // ending them, so their Java objects (a Pig client's own proxy among them)
+  // and memory stay behind.
   virtual void release() = 0;
   // Fails once the instance holds its Java proxy.
   virtual bool setProperty(const ZobString& name, const ZobString& value,

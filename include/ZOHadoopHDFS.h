@@ -21,7 +21,8 @@ class ZOHadoopFile {
  public:
   virtual bool close(ZobString* err) = 0;
   virtual long getSize() = 0;
-  // Bytes at *data; 0 at the end of the file; -1 on failure.
+  // Bytes at *data; 0 at the end of the file; -1 on failure. The answer is
+  // what the Java side sent, not clamped to `count`: the proxy never sends more.
   virtual int read(HadoopPollStatus* poll, const char** data, int count,
                    ZobString* err) = 0;
   virtual void release() = 0;
@@ -56,6 +57,7 @@ class ZOHadoopHDFS {
                              ZobString* err) = 0;
   virtual ZOHadoopDirectory* openDir(HadoopPollStatus* poll, const ZobString& path,
                                      ZobString* err) = 0;
+  // Modes other than reading and writing are sent as the append mode.
   virtual ZOHadoopFile* openFile(HadoopPollStatus* poll, const ZobString& path,
                                  ZobTxtFileOpenMode mode, int openFlags, int bufferSize,
                                  ZobString* err) = 0;

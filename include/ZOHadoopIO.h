@@ -9,6 +9,11 @@
 
 extern "C" {
 // A raw byte stream on the URI's file, not yet open. `uri` must outlive it.
+// - Reads, writes, skips and size() on a stream that was never opened answer
+//   -1 with no text of the stream's own (getErrorMessage() stays empty);
+//   close() answers true.
+// - skipBytes answers 0 when the file ends first, even after it skipped some.
+// - release() without close() drops the bytes a writing stream still holds.
 ZOHADOOP_API ZobIORaw* createRawIO(ZoHadoopURI* uri, ZobString* err);
 // A walk of the URI's directory, already open. `flags`: bit 31 directories only,
 // bit 30 files only.

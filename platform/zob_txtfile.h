@@ -42,10 +42,13 @@ class ZoHadoopURI;
 typedef ZobIORaw* (*ZobRawIOFactory)(ZoHadoopURI* uri, ZobString* err);
 
 // Opens a text file. `name` is a local path, or a URI text with a scheme other
-// than file, which is opened through the raw stream factory: the one set with
-// zobTxtFileSetRawIOFactory, else the process's exported "createRawIO" symbol.
+// than file, which is opened through the raw stream factory set with
+// zobTxtFileSetRawIOFactory (the Hadoop client library sets its createRawIO
+// when it is loaded, however the host loaded it).
 // The two ints are passed to the raw stream's open as its flags and buffer size
 // (0: default). Null with a text in `err` (may be null) on failure.
 ZOB_API ZobTxtFile* zobTxtFileOpen(const char* name, ZobTxtFileOpenMode mode,
                                    int openFlags, int bufferSize, ZobString* err);
 ZOB_API void zobTxtFileSetRawIOFactory(ZobRawIOFactory factory);
+// Forgets `factory` when it is the one set (a library being unloaded).
+ZOB_API void zobTxtFileUnsetRawIOFactory(ZobRawIOFactory factory);

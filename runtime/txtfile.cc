@@ -1,7 +1,6 @@
 // Text files of the platform: local files, and files of any other scheme read
 // and written through a raw byte stream of the Hadoop client library.
 
-#include <dlfcn.h>
 
 #include <atomic>
 #include <cerrno>
@@ -235,14 +234,6 @@ class RawTxtFile final : public ZobTxtFile {
   std::string error_;
 };
 
-ZobRawIOFactory findRawIOFactory() {
-  ZobRawIOFactory factory = g_rawIOFactory.load();
-  if (factory) return factory;
-  // Only a process that loaded the Hadoop client library has this symbol.
-  void* symbol = ::dlsym(RTLD_DEFAULT, "createRawIO");
-  return reinterpret_cast<ZobRawIOFactory>(symbol);
-}
-
 ZobTxtFile* openLocal(const std::string& path, ZobTxtFileOpenMode mode, int bufferSize,
                       ZobString* err) {
   const char* how = mode == ZOB_TXTFILE_READ ? "rb" : mode == ZOB_TXTFILE_WRITE ? "wb" : "ab";
@@ -268,7 +259,9 @@ ZobTxtFile* openRaw(const char* name, ZobTxtFileOpenMode mode, int openFlags,
     setError(err, std::string("Cannot open ") + name + ": not a valid URI");
     return nullptr;
   }
-  ZobRawIOFactory factory = findRawIOFactory();
+  // Only a process that loaded the Hadoop client library has one: the library
+  // registers it when it is loaded.
+  ZobRawIOFactory factory = g_rawIOFactory.load();
   if (!factory) {
     setError(err, std::string("Cannot open ") + name + ": no stream for its scheme");
     return nullptr;
@@ -299,6 +292,10 @@ ZobTxtFile* openRaw(const char* name, ZobTxtFileOpenMode mode, int openFlags,
 }  // namespace
 
 void zobTxtFileSetRawIOFactory(ZobRawIOFactory factory) { g_rawIOFactory.store(factory); }
+
+void zobTxtFileUnsetRawIOFactory(ZobRawIOFactory factory) {
+  g_rawIOFactory.compare_exchange_strong(factory, nullptr);
+}
 
 ZobTxtFile* zobTxtFileOpen(const char* name, ZobTxtFileOpenMode mode, int openFlags,
                            int bufferSize, ZobString* err) {

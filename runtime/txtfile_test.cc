@@ -259,7 +259,8 @@ TEST_F(RawTxtFileTest, StreamFailuresReachTheCaller) {
   EXPECT_EQ(nullptr, zobTxtFileOpen("hdfs://nn/f.txt", ZOB_TXTFILE_READ, 0, 0, &err));
   EXPECT_EQ("no cluster for this URI", err.str());
 
-  // This test program exports no createRawIO, so nothing can open the scheme.
+  // With no factory set (this program has no Hadoop client library), nothing
+  // can open the scheme.
   zobTxtFileSetRawIOFactory(nullptr);
   err.setNull(false);
   EXPECT_EQ(nullptr, zobTxtFileOpen("hdfs://nn/f.txt", ZOB_TXTFILE_READ, 0, 0, &err));

@@ -34,8 +34,11 @@ jobject JNICALL nativeAllocate(JNIEnv* env, jclass, jint capacity) {
   if (scope == nullptr || capacity < 0) return nullptr;
   void* data = scope->allocate(static_cast<size_t>(capacity));
   if (data == nullptr) {
-    env->ThrowNew(env->FindClass("java/lang/OutOfMemoryError"),
-                  "native buffer for a bridge output");
+    // A FindClass that fails has already left its own error pending.
+    jclass outOfMemory = env->FindClass("java/lang/OutOfMemoryError");
+    if (outOfMemory != nullptr) {
+      env->ThrowNew(outOfMemory, "native buffer for a bridge output");
+    }
     return nullptr;
   }
   return env->NewDirectByteBuffer(data, capacity);
@@ -99,8 +102,12 @@ bool CallScope::adopt(void* address) {
   return true;
 }
 
+namespace {
+std::recursive_mutex g_creationLock;
+}  // namespace
+
 CreateScope::CreateScope(ZoJniOptionRecord* options, ZoJniMessageRecord* messages)
-    : options_(options), messages_(messages), previous_(t_create) {
+    : serial_(g_creationLock), options_(options), messages_(messages), previous_(t_create) {
   t_create = this;
 }
 

@@ -7,6 +7,7 @@
 #include <jni.h>
 
 #include <chrono>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,10 @@ class CreateScope {
   const char* recordDirectory() const;
 
  private:
+  // Creations are serialized per process: a caller may answer the options of
+  // all its creations from one buffer (the library does), so the callbacks of
+  // two creations must never interleave. Recursive, should a callback create.
+  std::unique_lock<std::recursive_mutex> serial_;
   ZoJniOptionRecord* options_;
   ZoJniMessageRecord* messages_;
   CreateScope* previous_;

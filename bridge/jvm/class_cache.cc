@@ -138,6 +138,11 @@ int load(JNIEnv* env, std::string* why) {
   LocalRef<jclass> loaderType(env, env->GetObjectClass(loader.get()));
   jmethodID loadClass = env->GetMethodID(loaderType.get(), "loadClass",
                                          "(Ljava/lang/String;)Ljava/lang/Class;");
+  if (loadClass == nullptr) {
+    env->ExceptionClear();
+    *why = "the runtime jar's class loader has no loadClass";
+    return ZOJNI_ERR_CREATE;
+  }
 
   Resolver r(env);
   c->objectClass = r.jdkClass("java/lang/Object");

@@ -1,7 +1,7 @@
 #include "native_buffers.h"
 
-#include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <new>
 
 namespace zojni {
@@ -16,23 +16,45 @@ struct alignas(16) Header {
 // Buffers below this size are cheap for malloc itself; above it, reuse pays.
 constexpr std::size_t kPooledMinimum = 64 * 1024;
 constexpr int kSlots = 4;
-std::atomic<Header*> g_spare[kSlots];
+
+// A spare is only looked at under the lock, so no other thread can take and
+// free it while its capacity is read. Only pooled sizes reach the lock, and
+// they come with a read of at least 64 KiB, beside which it costs nothing.
+std::mutex g_spareLock;
+Header* g_spare[kSlots];
 
 Header* headerOf(void* data) { return static_cast<Header*>(data) - 1; }
+
+Header* takeSpare(std::size_t capacity) {
+  std::lock_guard<std::mutex> hold(g_spareLock);
+  for (Header*& slot : g_spare) {
+    // Reuse only a buffer that is not much larger than asked, so that small
+    // reads do not pin large blocks.
+    if (slot != nullptr && slot->capacity >= capacity && slot->capacity / 2 <= capacity) {
+      Header* h = slot;
+      slot = nullptr;
+      return h;
+    }
+  }
+  return nullptr;
+}
+
+bool keepSpare(Header* h) {
+  std::lock_guard<std::mutex> hold(g_spareLock);
+  for (Header*& slot : g_spare) {
+    if (slot == nullptr) {
+      slot = h;
+      return true;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
 void* allocateNativeBuffer(std::size_t capacity) {
   if (capacity >= kPooledMinimum) {
-    for (auto& slot : g_spare) {
-      Header* h = slot.load(std::memory_order_relaxed);
-      // Reuse only a buffer that is not much larger than asked, so that small
-      // reads do not pin large blocks.
-      if (h != nullptr && h->capacity >= capacity && h->capacity / 2 <= capacity &&
-          slot.compare_exchange_strong(h, nullptr, std::memory_order_acquire)) {
-        return h + 1;
-      }
-    }
+    if (Header* h = takeSpare(capacity)) return h + 1;
   }
   Header* h = static_cast<Header*>(std::malloc(sizeof(Header) + (capacity > 0 ? capacity : 1)));
   if (h == nullptr) return nullptr;
@@ -43,12 +65,7 @@ void* allocateNativeBuffer(std::size_t capacity) {
 void freeNativeBuffer(void* data) {
   if (data == nullptr) return;
   Header* h = headerOf(data);
-  if (h->capacity >= kPooledMinimum) {
-    for (auto& slot : g_spare) {
-      Header* empty = nullptr;
-      if (slot.compare_exchange_strong(empty, h, std::memory_order_release)) return;
-    }
-  }
+  if (h->capacity >= kPooledMinimum && keepSpare(h)) return;
   std::free(h);
 }
 

@@ -69,6 +69,10 @@ int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
                            const char* proxyName, const char* className,
                            ZoJniOptionRecord* options, ZoJniMessageRecord* messages,
                            zojniProxy** out) {
+  // Creations are serialized per process, as in the JVM bridge: the option
+  // callbacks of two creations never interleave.
+  static std::recursive_mutex creationLock;
+  std::lock_guard<std::recursive_mutex> serial(creationLock);
   if (out) *out = nullptr;
   ScriptedCreation record;
   record.fromProxy = fromProxy;

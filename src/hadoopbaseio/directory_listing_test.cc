@@ -18,11 +18,9 @@ class ListingTest : public AdapterTest {
     fs_.files["/data/b.txt"] = "hello";
     fs_.files["/data/in/part-0"] = "deep";
     fs_.files["/files/only"] = "1";
-    zobTxtFileSetRawIOFactory(&createRawIO);
   }
   void TearDown() override {
     listing_.reset();
-    zobTxtFileSetRawIOFactory(nullptr);
     AdapterTest::TearDown();
   }
 

@@ -6,6 +6,7 @@
 
 #include "ZOHadoopIO.h"
 #include "hadoop_access.h"
+#include "zob_txtfile.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
 ZobIORaw* createRawIO(ZoHadoopURI* uri, ZobString* err) {
@@ -13,6 +14,19 @@ ZobIORaw* createRawIO(ZoHadoopURI* uri, ZobString* err) {
   if (io == nullptr && err != nullptr) *err = ZOH_MESSAGE(ZOH_BASEIO_TAG, 444);
   return io;
 }
+
+namespace {
+
+// The runtime opens non-file text files (a listing's openTextFile, or a host's
+// zobTxtFileOpen) through our raw streams. It learns of them here, when the
+// library is loaded: a lookup by name would miss a library that its host
+// loaded with RTLD_LOCAL.
+struct RawIOFactoryRegistration {
+  RawIOFactoryRegistration() { zobTxtFileSetRawIOFactory(&createRawIO); }
+  ~RawIOFactoryRegistration() { zobTxtFileUnsetRawIOFactory(&createRawIO); }
+} g_rawIOFactoryRegistration;
+
+}  // namespace
 
 ZobIOHadoop::ZobIOHadoop(ZoHadoopURI* uri) : uri_(uri) {}
 
@@ -32,15 +46,17 @@ bool ZobIOHadoop::open(ZobTxtFileOpenMode mode, int openFlags, int* bufferSize,
   // One open per stream: a second one would orphan the objects of the first.
   if (hadoop_ != nullptr) return false;
   mode_ = mode;
-  bufferSize_ = *bufferSize;
-  if (bufferSize_ == 0) {
-    int fromUri = 0;
-    bufferSize_ = uri_->getBufferSize(&fromUri) ? fromUri : kDefaultBufferSize;
+  // No place for the size: the caller asks for none and hears of none.
+  bufferSize_ = bufferSize != nullptr ? *bufferSize : 0;
+  int fromUri = 0;
+  // Without a URI the configuration below refuses with its own text.
+  if (bufferSize_ == 0 && uri_ != nullptr && uri_->getBufferSize(&fromUri)) {
+    bufferSize_ = fromUri;
   }
   // The buffering needs room for at least one byte; a size that cannot be used
   // falls back to the default.
   if (bufferSize_ <= 0) bufferSize_ = kDefaultBufferSize;
-  *bufferSize = bufferSize_;
+  if (bufferSize != nullptr) *bufferSize = bufferSize_;
 
   if (!getHDFS(uri_, &hadoop_, &cfg_, &hdfs_, &error_)) return false;
   path_ = uri_->getPath();
@@ -60,8 +76,10 @@ bool ZobIOHadoop::allocateBuffer(int size) {
   return true;
 }
 
+// A null place for the bytes is refused like a stream that is not open: the
+// adapter has no text of its own for it.
 int ZobIOHadoop::getBytes(const char** data, int minBytes, int maxBytes) {
-  if (file_ == nullptr) return -1;
+  if (file_ == nullptr || data == nullptr) return -1;
   bufferFill_ = 0;
   int gathered = 0;
   const char* chunk = nullptr;
@@ -96,7 +114,7 @@ int ZobIOHadoop::getBytes(const char** data, int minBytes, int maxBytes) {
 }
 
 int ZobIOHadoop::putBytes(const char* data, int length) {
-  if (file_ == nullptr) return -1;
+  if (file_ == nullptr || (data == nullptr && length > 0)) return -1;
   if (buffer_ == nullptr && !allocateBuffer(bufferSize_)) return -1;
   if (length == 0) return 0;
   int taken = 0;

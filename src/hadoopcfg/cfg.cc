@@ -1,17 +1,10 @@
 // The configuration object: its Java object and the calls that fill it.
-#include <memory>
-
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
 #include "zob_uniq.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
 namespace {
 const char kTag[] = "src/hadoopcfg";
-// The widest row that the configuration sends (key, value).
-const int kMaxColumns = 2;
-
-using ResponseOwner = std::unique_ptr<zowlpResponse, ZowlpResponseDeleter>;
-using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
 }  // namespace
 
 ZOHadoopCfgImpl::ZOHadoopCfgImpl(ZOHadoopImpl* owner)
@@ -25,36 +18,21 @@ ZOHadoopCfgImpl::ZOHadoopCfgImpl(ZOHadoopImpl* owner)
 ZOHadoopCfgImpl::~ZOHadoopCfgImpl() {
   logger_->logEvent(ZOLOG_INFO, kTag, __LINE__, "Destroying Hadoop instance %s.",
                     id_.asCstr());
+  // A destructor cannot report; the Java object is lost either way.
   if (javaObject_ != 0) {
-    zowlpParameter params[1];
-    zohClearParams(params, 1);
-    zohSetObject(&params[0], javaObject_);
-    zowlpResponse* response = nullptr;
-    ZobString failure;
-    const bool released =
-        owner_->callWrapper(nullptr, ZOH_HADOOP_PROXY_NAME, "CfgRelease",
-                            JAVA_PROXY_EMPTY_SIG, 1, params, &response, &failure);
-    ResponseOwner owned(response);
-    // A destructor cannot report; the Java object is lost either way.
-    if (!released) {
-      logger_->logEvent(ZOLOG_WARNING, kTag, __LINE__, "%s", failure.asCstr());
-    }
+    owner_->releaseObject(nullptr, ZOH_HADOOP_PROXY_NAME, "CfgRelease", javaObject_,
+                          logger_, kTag, __LINE__);
   }
   logger_->logEvent(ZOLOG_INFO, kTag, __LINE__,
                     "Completed destruction of Hadoop instance %s.", id_.asCstr());
 }
 
 bool ZOHadoopCfgImpl::init(ZobString* err) {
-  zowlpResponse* response = nullptr;
-  const bool called =
-      owner_->callWrapper(nullptr, ZOH_HADOOP_PROXY_NAME, "CreateConfig",
-                          HADOOP_CREATECONFIG_SIG_OUT, 0, nullptr, &response, err);
-  ResponseOwner owned(response);
-  if (!called) return false;
-  int count = 0;
+  ZohResponse response;
   zowlpParameter* outputs = nullptr;
-  if (zowlpResponse_parameters(response, &count, &outputs) != 0) {
-    if (err) *err = ZOH_MESSAGE(kTag, 29, "(Config Object)");
+  if (!owner_->callOutputs(nullptr, nullptr, ZOH_HADOOP_PROXY_NAME, "CreateConfig",
+                           HADOOP_CREATECONFIG_SIG_OUT, 0, nullptr, &response, &outputs,
+                           {kTag, "(Config Object)"}, err)) {
     return false;
   }
   javaObject_ = outputs[0].value.object;
@@ -101,11 +79,10 @@ bool ZOHadoopCfgImpl::setUserPass(const ZobString& user, const ZobString& passwo
   zohSetString(&params[1], user);
   // The Java side tells "no password" from an empty one by the null record.
   zohSetString(&params[2], password, password.length() > 0);
-  zowlpResponse* response = nullptr;
+  ZohResponse response;
   const bool called = owner_->callWrapper(nullptr, ZOH_HADOOP_PROXY_NAME, "CfgSetUser",
-                                          JAVA_PROXY_EMPTY_SIG, 3, params, &response,
+                                          JAVA_PROXY_EMPTY_SIG, 3, params, response.slot(),
                                           err);
-  ResponseOwner owned(response);
   if (called && err) err->setNull(false);
   return called;
 }
@@ -114,27 +91,28 @@ bool ZOHadoopCfgImpl::sendRows(const char* method, const char* columnTypes,
                                int columns, const ZobString* const* columnTexts,
                                int count, ZobString* err) {
   if (count <= 0) return true;
-  RowSetOwner rows(owner_->createRowSet(columnTypes, err));
-  if (!rows) return false;
-  for (int i = 0; i < count; ++i) {
-    zowlpParameter row[kMaxColumns];
-    zohClearParams(row, columns);
-    for (int c = 0; c < columns; ++c) zohSetString(&row[c], columnTexts[c][i]);
-    const int status = zowlpRowSet_addRow(rows.get(), row);
-    if (status != 0) {
-      if (err) *err = ZOH_MESSAGE(kTag, 768, status);
+  for (int c = 0; c < columns; ++c) {
+    if (columnTexts[c] == nullptr) {
+      if (err) *err = ZOH_MESSAGE(kTag, 29, "(texts to send: null pointer)");
       return false;
     }
+  }
+  ZohTextRows rows(owner_->createRowSet(columnTypes, err), kTag);
+  if (!rows) return false;
+  for (int i = 0; i < count; ++i) {
+    const bool added = columns == 1
+                           ? rows.add(columnTexts[0][i], err)
+                           : rows.add(columnTexts[0][i], columnTexts[1][i], true, err);
+    if (!added) return false;
   }
   zowlpParameter params[2];
   zohClearParams(params, 2);
   zohSetObject(&params[0], javaObject_);
   zohSetRowSet(&params[1], rows.get());
-  zowlpResponse* response = nullptr;
+  ZohResponse response;
   const bool called = owner_->callWrapper(nullptr, ZOH_HADOOP_PROXY_NAME, method,
-                                          JAVA_PROXY_EMPTY_SIG, 2, params, &response,
+                                          JAVA_PROXY_EMPTY_SIG, 2, params, response.slot(),
                                           err);
-  ResponseOwner owned(response);
   if (called && err) err->setNull(false);
   return called;
 }

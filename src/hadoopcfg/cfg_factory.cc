@@ -82,6 +82,10 @@ bool resolveUser(ZoHadoopURI* uri, ZobString* user, ZobString* password,
 }  // namespace
 
 ZOHadoopCfg* ZOHadoopImpl::createConfiguration(ZoHadoopURI* uri, ZobString* err) {
+  if (uri == nullptr) {
+    if (err) *err = ZOH_MESSAGE(kTag, 29, "(Hadoop URI)");
+    return nullptr;
+  }
   if (!getProxy(uri->getProxyDirectory(), err)) return nullptr;
 
   HalfMadeCfg cfg(new (std::nothrow) ZOHadoopCfgImpl(this));

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "hdfs_stats.h"
+#include "hdfs_support.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
 ZOHadoopDirImpl::ZOHadoopDirImpl(ZOHadoopImpl* owner, ZobString path, zowlpRowSet* rows)
@@ -31,6 +32,11 @@ bool ZOHadoopDirImpl::next(ZobString* name, long* size, ZobDate* date,
                            ZobString* err) {
   ZOHadoopHDFSMember entry;
   if (err) err->setNull(false);
+  if (name == nullptr || size == nullptr || date == nullptr || dateMillis == nullptr ||
+      isDir == nullptr || readOnly == nullptr) {
+    if (err) *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 29, "(next outputs: null pointer)");
+    return false;
+  }
   if (rows_ == nullptr) return false;
   if (rowIndex_ >= zowlpRowSet_getRows(rows_)) return false;
   if (!getStats(&rowIndex_, rows_, &pendingRow_, &entry, err)) return false;

@@ -48,13 +48,8 @@ bool ZOHadoopFileImpl::close(ZobString* err) {
   if (javaObject_ != 0) {
     logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
                       "Closing Hadoop HDFS file instance %s.", instanceId_.asCstr());
-    zowlpParameter params[1];
-    zohClearParams(params, 1);
-    zohSetObject(&params[0], javaObject_);
-    HdfsResponse response;
-    result = owner_->callWrapper(nullptr, ZOH_HDFS_PROXY, "HDFSFileClose",
-                                 JAVA_PROXY_EMPTY_SIG, 1, params, response.slot(), err);
-    response.reset();
+    result = owner_->callOnObject(nullptr, nullptr, ZOH_HDFS_PROXY, "HDFSFileClose",
+                                  javaObject_, err);
     // A failed close still forgets the Java object: retrying would not help.
     javaObject_ = 0;
     logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
@@ -71,12 +66,16 @@ int ZOHadoopFileImpl::read(HadoopPollStatus* poll, const char** data, int count,
   logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
                     "Reading from Hadoop HDFS file instance %s.", instanceId_.asCstr());
   dropLastRead();
+  if (data == nullptr) {
+    if (err) *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 29, "(read data: null pointer)");
+    return -1;
+  }
 
   zowlpParameter params[2];
   zohClearParams(params, 2);
   zohSetObject(&params[0], javaObject_);
   zohSetInt(&params[1], count);
-  HdfsResponse response;
+  ZohResponse response;
   const bool called =
       owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSFileRead",
                           HADOOP_HDFS_FILE_READ_SIG_OUT, 2, params, response.slot(), err);
@@ -85,14 +84,11 @@ int ZOHadoopFileImpl::read(HadoopPollStatus* poll, const char** data, int count,
     *data = nullptr;
   } else {
     zowlpParameter* outputs = nullptr;
-    const int status = response.outputs(1, &outputs);
-    if (status == 0) {
+    if (response.read(HADOOP_HDFS_FILE_READ_SIG_OUT, &outputs, {ZOH_HDFS_TAG}, err)) {
       *data = static_cast<const char*>(outputs[0].value.bytes);
       result = outputs[0].length;
       // The caller's bytes live in this response until the next read or close.
       lastRead_ = response.release();
-    } else if (err) {
-      *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 1354, "zowlpResponse_parameters", status);
     }
   }
   logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
@@ -110,7 +106,7 @@ bool ZOHadoopFileImpl::write(HadoopPollStatus* poll, const char* data, int lengt
   zohClearParams(params, 2);
   zohSetObject(&params[0], javaObject_);
   zohSetBytes(&params[1], data, length);
-  HdfsResponse response;
+  ZohResponse response;
   const bool ok = owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSFileWrite",
                                       JAVA_PROXY_EMPTY_SIG, 2, params, response.slot(), err);
   response.reset();

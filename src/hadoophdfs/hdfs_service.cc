@@ -22,15 +22,8 @@ ZOHadoopHDFSImpl::ZOHadoopHDFSImpl(ZOHadoopImpl* owner) : owner_(owner) {
 ZOHadoopHDFSImpl::~ZOHadoopHDFSImpl() {
   HDFS_LOG("Destroying Hadoop HDFS instance %s.", instanceId_.asCstr());
   if (javaObject_ != 0) {
-    zowlpParameter params[1];
-    zohClearParams(params, 1);
-    zohSetObject(&params[0], javaObject_);
-    ZobString error;
-    HdfsResponse response;
-    if (!owner_->callWrapper(nullptr, ZOH_HDFS_PROXY, "HDFSRelease", JAVA_PROXY_EMPTY_SIG,
-                             1, params, response.slot(), &error)) {
-      logger_->logEvent(ZOLOG_WARNING, ZOH_HDFS_TAG, __LINE__, "%s", error.asCstr());
-    }
+    owner_->releaseObject(nullptr, ZOH_HDFS_PROXY, "HDFSRelease", javaObject_, logger_,
+                          ZOH_HDFS_TAG, __LINE__);
   }
   HDFS_LOG("Completed destruction of Hadoop HDFS instance %s.", instanceId_.asCstr());
 }
@@ -45,26 +38,10 @@ void ZOHadoopHDFSImpl::release(bool unregister) {
 }
 
 bool ZOHadoopHDFSImpl::init(ZOHadoopCfg* cfg, ZobString* err) {
-  zowlpParameter params[1];
-  zohClearParams(params, 1);
-  if (cfg != nullptr) {
-    zohSetObject(&params[0], static_cast<ZOHadoopCfgImpl*>(cfg)->getObject());
-  } else {
-    zohSetObject(&params[0], 0, false);
-  }
-  HdfsResponse response;
-  if (!owner_->callWrapper(nullptr, ZOH_HDFS_PROXY, "CreateHDFS",
-                           HADOOP_CREATECONFIG_SIG_OUT, 1, params, response.slot(), err)) {
-    return false;
-  }
-  zowlpParameter* outputs = nullptr;
-  const int status = response.outputs(1, &outputs);
-  if (status != 0) {
-    if (err) *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 1354, "zowlpResponse_parameters", status);
-    return false;
-  }
-  javaObject_ = outputs[0].value.object;
-  return true;
+  const int64_t cfgObject =
+      cfg != nullptr ? static_cast<ZOHadoopCfgImpl*>(cfg)->getObject() : 0;
+  return owner_->createObject("CreateHDFS", cfg != nullptr, cfgObject, &javaObject_,
+                              {ZOH_HDFS_TAG}, err);
 }
 
 bool ZOHadoopHDFSImpl::rename(HadoopPollStatus* /*poll*/, const ZobString& from,
@@ -75,7 +52,7 @@ bool ZOHadoopHDFSImpl::rename(HadoopPollStatus* /*poll*/, const ZobString& from,
   zohSetObject(&params[0], javaObject_);
   zohSetString(&params[1], from);
   zohSetString(&params[2], to);
-  HdfsResponse response;
+  ZohResponse response;
   // Renames are quick metadata operations; they run without the caller's poll.
   return owner_->callWrapper(nullptr, ZOH_HDFS_PROXY, "HDFSRename", JAVA_PROXY_EMPTY_SIG,
                              3, params, response.slot(), err);
@@ -92,7 +69,7 @@ bool ZOHadoopHDFSImpl::copyFile(bool direction, const ZobString& source, bool so
   zohSetBool(&params[3], sourceFlag);
   zohSetString(&params[4], destination);
   zohSetBool(&params[5], destinationFlag);
-  HdfsResponse response;
+  ZohResponse response;
   return owner_->callWrapper(nullptr, ZOH_HDFS_PROXY, "HDFSCopyFile",
                              JAVA_PROXY_EMPTY_SIG, 6, params, response.slot(), err);
 }
@@ -122,14 +99,16 @@ bool ZOHadoopHDFSImpl::pathQuery(HadoopPollStatus* poll, const char* method,
   zohClearParams(params, 2);
   zohSetObject(&params[0], javaObject_);
   zohSetString(&params[1], path);
-  HdfsResponse response;
+  ZohResponse response;
   if (!owner_->callWrapper(poll, ZOH_HDFS_PROXY, method, signature, 2, params,
                            response.slot(), err)) {
     return false;
   }
   // An unreadable answer is a "no", not an error: the call itself succeeded.
   zowlpParameter* outputs = nullptr;
-  if (response.outputs(1, &outputs) == 0 && outputs[0].value.boolean != 0) *answer = true;
+  if (response.outputs(signature, &outputs) == 0 && outputs[0].value.boolean != 0) {
+    *answer = true;
+  }
   return true;
 }
 
@@ -152,6 +131,10 @@ bool ZOHadoopHDFSImpl::makeDirectory(HadoopPollStatus* poll, const ZobString& pa
 bool ZOHadoopHDFSImpl::exists(HadoopPollStatus* poll, const ZobString& path, bool* answer,
                               ZobString* err) {
   HDFS_LOG("Checking for existence of HDFS entity %s.", path.asCstr());
+  if (answer == nullptr) {
+    if (err) *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 29, "(exists answer: null pointer)");
+    return false;
+  }
   return pathQuery(poll, "HDFSExists", HADOOP_HDFS_EXISTS_SIG_OUT, path, answer, err);
 }
 
@@ -178,7 +161,7 @@ ZOHadoopDirectory* ZOHadoopHDFSImpl::openDir(HadoopPollStatus* poll, const ZobSt
   zohClearParams(params, 2);
   zohSetObject(&params[0], javaObject_);
   zohSetString(&params[1], path);
-  HdfsResponse response;
+  ZohResponse response;
   if (!owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSListDir",
                            HADOOP_HDFS_LISTDIR_SIG_OUT, 2, params, response.slot(), err)) {
     HDFS_LOG("Failed to list HDFS directory %s.", path.asCstr());
@@ -187,9 +170,7 @@ ZOHadoopDirectory* ZOHadoopHDFSImpl::openDir(HadoopPollStatus* poll, const ZobSt
   HDFS_LOG("Listed HDFS directory %s.", path.asCstr());
 
   zowlpParameter* outputs = nullptr;
-  const int status = response.outputs(1, &outputs);
-  if (status != 0) {
-    if (err) *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 1354, "zowlpResponse_parameters", status);
+  if (!response.read(HADOOP_HDFS_LISTDIR_SIG_OUT, &outputs, {ZOH_HDFS_TAG}, err)) {
     return nullptr;
   }
   zowlpRowSet* rows = outputs[0].value.rowSet;
@@ -208,14 +189,10 @@ ZOHadoopDirectory* ZOHadoopHDFSImpl::openDir(HadoopPollStatus* poll, const ZobSt
 }
 
 void ZOHadoopHDFSImpl::closeAbandonedFile(HadoopPollStatus* poll, int64_t fileObject) {
-  zowlpParameter params[1];
-  zohClearParams(params, 1);
-  zohSetObject(&params[0], fileObject);
-  HdfsResponse response;
   // The caller's err already explains why the open is given up; keep that text.
   ZobString closeError;
-  owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSFileClose", JAVA_PROXY_EMPTY_SIG, 1,
-                      params, response.slot(), &closeError);
+  owner_->callOnObject(nullptr, poll, ZOH_HDFS_PROXY, "HDFSFileClose", fileObject,
+                       &closeError);
 }
 
 ZOHadoopFile* ZOHadoopHDFSImpl::openFile(HadoopPollStatus* poll, const ZobString& path,
@@ -231,7 +208,7 @@ ZOHadoopFile* ZOHadoopHDFSImpl::openFile(HadoopPollStatus* poll, const ZobString
   zohSetInt(&params[2], modeCode);
   zohSetInt(&params[3], flag);
   zohSetInt(&params[4], bufferSize);
-  HdfsResponse response;
+  ZohResponse response;
   if (!owner_->callWrapper(poll, ZOH_HDFS_PROXY, "HDFSOpenFile",
                            HADOOP_HDFS_OPENFILE_SIG_OUT, 5, params, response.slot(), err)) {
     HDFS_LOG("Failed to open HDFS file %s.", path.asCstr());
@@ -240,9 +217,7 @@ ZOHadoopFile* ZOHadoopHDFSImpl::openFile(HadoopPollStatus* poll, const ZobString
   HDFS_LOG("Opened HDFS file %s.", path.asCstr());
 
   zowlpParameter* outputs = nullptr;
-  const int status = response.outputs(2, &outputs);
-  if (status != 0) {
-    if (err) *err = ZOH_MESSAGE(ZOH_HDFS_TAG, 1354, "zowlpResponse_parameters", status);
+  if (!response.read(HADOOP_HDFS_OPENFILE_SIG_OUT, &outputs, {ZOH_HDFS_TAG}, err)) {
     return nullptr;
   }
   const int64_t fileObject = outputs[0].value.object;

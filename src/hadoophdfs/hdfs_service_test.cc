@@ -199,6 +199,30 @@ TEST_F(ServiceTest, ExistsAnswersTrueOnlyForAReadableTrue) {
   EXPECT_EQ(wireObjectsLeft(), 0);
 }
 
+// Null places for answers are refused with a text before anything is sent.
+TEST_F(ServiceTest, NullAnswerPointersAreRefused) {
+  ZOHadoopHDFS* hdfs = makeService();
+  ZobString err;
+  EXPECT_FALSE(hdfs->exists(nullptr, "/a", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+
+  answerOpen(7, std::nullopt);
+  FileOwner file = openFile(hdfs);
+  err = ZobString();
+  EXPECT_EQ(file->read(nullptr, nullptr, 10, &err), -1);
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+
+  bridge().answer("HDFSListDir", ScriptedAnswer::outputs({ScriptedValue::ofStringRows(
+                                     entryStats("f", {}), 2)}));
+  DirOwner dir(hdfs->openDir(nullptr, "/", &err));
+  ASSERT_NE(dir, nullptr) << err.str();
+  long size = 0;
+  err = ZobString();
+  EXPECT_FALSE(dir->next(nullptr, &size, nullptr, nullptr, nullptr, nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_EQ(bridge().callCount("HDFSExists") + bridge().callCount("HDFSFileRead"), 0);
+}
+
 TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   ZOHadoopHDFS* hdfs = makeService();
   bridge().answer("HDFSListDir",

@@ -16,6 +16,7 @@
 #include "zowlp.h"
 
 class ZOHadoopImpl;
+class ZohTextRows;
 
 #define ZOH_MR_TAG "src/hadoopmr"
 
@@ -47,7 +48,7 @@ class ZOHadoopMRImpl : public ZOHadoopMapReduce, public ZOHadoopObj {
 
  private:
   // The description as rows of the run's property row set.
-  bool fillPropertyRows(zowlpRowSet* rows, bool deleteOutput, ZobString* err);
+  bool fillPropertyRows(ZohTextRows* rows, bool deleteOutput, ZobString* err);
 
   ZOHadoopCfg* configuration_ = nullptr;
   ZOHadoopImpl* instance_;

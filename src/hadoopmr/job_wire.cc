@@ -2,28 +2,13 @@
 
 #include "zohadoop/ZOHadoopImpl.h"
 
-int jobAddTextRow(zowlpRowSet* rows, const ZobString& first) {
-  zowlpParameter row[1];
-  zohClearParams(row, 1);
-  zohSetString(&row[0], first);
-  return zowlpRowSet_addRow(rows, row);
-}
-
-int jobAddTextRow(zowlpRowSet* rows, const ZobString& first, const ZobString& second) {
-  zowlpParameter row[2];
-  zohClearParams(row, 2);
-  zohSetString(&row[0], first);
-  zohSetString(&row[1], second, second.length() > 0);
-  return zowlpRowSet_addRow(rows, row);
-}
-
 bool jobAwaitEnd(ZOHadoopImpl* owner, zojniProxy* proxy, HadoopPollStatus* poll,
                  const char* proxyName, const char* method, const char* signature,
                  int64_t handle, HadoopTextStatus* text, ZobString* err) {
   zowlpParameter param[1];
   zohClearParams(param, 1);
   zohSetObject(&param[0], handle);
-  JobResponse response;
+  ZohResponse response;
   const bool called = proxy != nullptr
                           ? owner->callWrapper(proxy, poll, proxyName, method, signature,
                                                1, param, response.slot(), err)
@@ -31,8 +16,8 @@ bool jobAwaitEnd(ZOHadoopImpl* owner, zojniProxy* proxy, HadoopPollStatus* poll,
                                                param, response.slot(), err);
   if (!called) return false;
 
-  zowlpParameter* out = response.outputs();
-  if (out == nullptr) return true;
+  zowlpParameter* out = nullptr;
+  if (response.outputs(signature, &out) != 0) return true;
   ZobString joined;
   if (!owner->buildText(out[1].value.rowSet, &joined, err)) return false;
   const bool succeeded = out[0].present != 0 && out[0].value.boolean != 0;

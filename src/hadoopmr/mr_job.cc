@@ -1,7 +1,6 @@
 // Life cycle and description of a MapReduce job, and the Java job object behind it.
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
 #include "hadoopmr/ZOHadoopMRImpl.h"
-#include "hadoopmr/job_wire.h"
 #include "zob_uniq.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
@@ -22,19 +21,11 @@ ZOHadoopMRImpl::~ZOHadoopMRImpl() {
                     "Destroying Hadoop MapReduce instance %s.", id_.asCstr());
   jars_.clear();
   properties_.clear();
+  // Nobody is left to hear about a failed release: it is logged and the object
+  // goes anyway.
   if (jobHandle_ != 0) {
-    zowlpParameter param[1];
-    zohClearParams(param, 1);
-    zohSetObject(&param[0], jobHandle_);
-    JobResponse response;
-    ZobString callErr;
-    // Nobody is left to hear about a failed release: it is logged and the
-    // object goes anyway.
-    if (!instance_->callWrapper(nullptr, kProxyName, "MapReduceRelease",
-                                JAVA_PROXY_EMPTY_SIG, 1, param, response.slot(),
-                                &callErr)) {
-      logger_->logEvent(ZOLOG_WARNING, ZOH_MR_TAG, __LINE__, "%s", callErr.asCstr());
-    }
+    instance_->releaseObject(nullptr, kProxyName, "MapReduceRelease", jobHandle_, logger_,
+                             ZOH_MR_TAG, __LINE__);
   }
   logger_->logEvent(ZOLOG_INFO, ZOH_MR_TAG, __LINE__,
                     "Completed destruction of Hadoop MapReduce instance %s.",
@@ -66,36 +57,17 @@ bool ZOHadoopMRImpl::addJar(const ZobString& jar, ZobString* err) {
 
 bool ZOHadoopMRImpl::getProxy(ZobString* err) {
   if (jobHandle_ != 0) return true;
-  zowlpParameter param[1];
-  zohClearParams(param, 1);
-  if (configuration_ != nullptr) {
-    zohSetObject(&param[0], static_cast<ZOHadoopCfgImpl*>(configuration_)->getObject());
-  } else {
-    zohSetObject(&param[0], 0, false);
-  }
-  JobResponse response;
-  if (!instance_->callWrapper(nullptr, kProxyName, "CreateMapReduce",
-                              HADOOP_CREATECONFIG_SIG_OUT, 1, param, response.slot(),
-                              err)) {
-    return false;
-  }
-  zowlpParameter* out = response.outputs();
-  if (out == nullptr) {
-    if (err != nullptr) *err = ZOH_MESSAGE(ZOH_MR_TAG, 29, "(MapReduce Object)");
-    return false;
-  }
-  jobHandle_ = out[0].value.object;
-  return true;
+  const int64_t cfgObject =
+      configuration_ != nullptr ? static_cast<ZOHadoopCfgImpl*>(configuration_)->getObject()
+                                : 0;
+  return instance_->createObject("CreateMapReduce", configuration_ != nullptr, cfgObject,
+                                 &jobHandle_, {ZOH_MR_TAG, "(MapReduce Object)"}, err);
 }
 
 bool ZOHadoopMRImpl::stop(HadoopPollStatus* poll, ZobString* err) {
   if (jobHandle_ == 0) return true;
-  zowlpParameter param[1];
-  zohClearParams(param, 1);
-  zohSetObject(&param[0], jobHandle_);
-  JobResponse response;
-  return instance_->callWrapper(poll, kProxyName, "MapReduceStop", JAVA_PROXY_EMPTY_SIG,
-                                1, param, response.slot(), err);
+  return instance_->callOnObject(nullptr, poll, kProxyName, "MapReduceStop", jobHandle_,
+                                 err);
 }
 
 void ZOHadoopMRImpl::release() { release(true); }

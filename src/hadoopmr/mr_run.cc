@@ -11,27 +11,19 @@ const ZobString kInputPathKey("HADOOP_MAPREDUCE_PATH_INPUT", true);
 const ZobString kJarKey("HADOOP_MAPREDUCE_JAR", true);
 }  // namespace
 
-bool ZOHadoopMRImpl::fillPropertyRows(zowlpRowSet* rows, bool deleteOutput,
+bool ZOHadoopMRImpl::fillPropertyRows(ZohTextRows* rows, bool deleteOutput,
                                       ZobString* err) {
-  int status = 0;
-  for (auto entry = properties_.begin(); status == 0 && entry != properties_.end();
-       ++entry) {
-    status = jobAddTextRow(rows, entry->first, entry->second);
+  // An empty value goes as null, as the Java side reads both alike.
+  for (const auto& entry : properties_) {
+    if (!rows->add(entry.first, entry.second, entry.second.length() > 0, err)) return false;
   }
-  // An empty value goes as null: the delete-output row carries no value at all.
-  if (status == 0 && deleteOutput) {
-    status = jobAddTextRow(rows, kDeleteOutputKey, ZobString());
+  // The delete-output row carries no value at all.
+  if (deleteOutput && !rows->add(kDeleteOutputKey, ZobString(), false, err)) return false;
+  for (const ZobString& path : inputPaths_) {
+    if (!rows->add(kInputPathKey, path, path.length() > 0, err)) return false;
   }
-  for (auto path = inputPaths_.begin(); status == 0 && path != inputPaths_.end();
-       ++path) {
-    status = jobAddTextRow(rows, kInputPathKey, *path);
-  }
-  for (auto jar = jars_.begin(); status == 0 && jar != jars_.end(); ++jar) {
-    status = jobAddTextRow(rows, kJarKey, *jar);
-  }
-  if (status != 0) {
-    if (err != nullptr) *err = ZOH_MESSAGE(ZOH_MR_TAG, 768, status);
-    return false;
+  for (const ZobString& jar : jars_) {
+    if (!rows->add(kJarKey, jar, jar.length() > 0, err)) return false;
   }
   return true;
 }
@@ -40,13 +32,14 @@ bool ZOHadoopMRImpl::run(HadoopPollStatus* poll, HadoopTextStatus* text,
                          bool deleteOutput, ZobString* err) {
   if (!getProxy(err)) return false;
 
-  JobRowSetPtr rows;
+  ZohTextRows rows(nullptr, ZOH_MR_TAG);
   const bool described =
       deleteOutput || !properties_.empty() || !inputPaths_.empty() || !jars_.empty();
   if (described) {
-    rows.reset(instance_->createRowSet(HADOOP_MAPREDUCE_RUN_PROPS_COLS, err));
+    rows = ZohTextRows(instance_->createRowSet(HADOOP_MAPREDUCE_RUN_PROPS_COLS, err),
+                       ZOH_MR_TAG);
     if (!rows) return false;
-    if (!fillPropertyRows(rows.get(), deleteOutput, err)) return false;
+    if (!fillPropertyRows(&rows, deleteOutput, err)) return false;
   }
 
   zowlpParameter params[2];
@@ -54,15 +47,15 @@ bool ZOHadoopMRImpl::run(HadoopPollStatus* poll, HadoopTextStatus* text,
   zohSetObject(&params[0], jobHandle_);
   zohSetRowSet(&params[1], rows.get());
   {
-    JobResponse response;
+    ZohResponse response;
     if (!instance_->callWrapper(poll, kProxyName, "MapReduceRun",
                                 HADOOP_MAPREDUCE_RUN_SIG_OUT, 2, params, response.slot(),
                                 err)) {
       return false;
     }
     // The start text is only for a sink; without one the response is not read.
-    zowlpParameter* out = text != nullptr ? response.outputs() : nullptr;
-    if (out != nullptr) {
+    zowlpParameter* out = nullptr;
+    if (text != nullptr && response.outputs(HADOOP_MAPREDUCE_RUN_SIG_OUT, &out) == 0) {
       ZobString startText;
       if (!instance_->buildText(out[0].value.rowSet, &startText, err)) return false;
       text->setStartText(startText);

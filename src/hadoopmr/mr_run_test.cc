@@ -185,6 +185,24 @@ TEST_F(MapReduceRunTest, UnreadableStartResponseIsPassedOver) {
   EXPECT_THAT(text.texts, ElementsAre("final: job done"));
 }
 
+// A text row set whose column is not a string is refused, not read as one.
+TEST_F(MapReduceRunTest, TextRowsOfAnotherTypeAreRefused) {
+  const ScriptedValue numbers = ScriptedValue::ofRows("\x06", {{ScriptedValue::ofInt(5)}});
+  bridge().answer("MapReduceRun", ScriptedAnswer::outputs({numbers}));
+  ZOHadoopMapReduce* job = makeJob();
+  RecordingText text;
+  ZobString err;
+  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+
+  bridge().answer("MapReduceRun", textRows({"started"}));
+  bridge().answer("MapReduceWait",
+                  ScriptedAnswer::outputs({ScriptedValue::ofBool(false), numbers}));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
 TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
   bridge().answerSequence(
       "CreateMapReduce",

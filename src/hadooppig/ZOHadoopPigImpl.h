@@ -10,13 +10,13 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopPig.h"
 #include "hadoop_status.h"
-#include "hadoopmr/job_wire.h"
 #include "zo_logger.h"
 #include "zob_options.h"
 #include "zob_string.h"
 #include "zojni.h"
 
 class ZOHadoopImpl;
+class ZohTextRows;
 
 #define ZOH_PIG_TAG "src/hadooppig"
 #define ZOH_PIG_PROXY_JAR "zox-proxy-pig.jar"
@@ -52,10 +52,10 @@ class ZOHadoopPigImpl : public ZOHadoopPig, public ZOHadoopObj {
 
  private:
   void mergeOptions(ZobConfigOptions* options);
-  // The parameter and jar row sets of a run; *out stays empty when there is
+  // The parameter and jar row sets of a run; *rows stays empty when there is
   // nothing to send.
-  bool buildParameterRows(JobRowSetPtr* out, ZobString* err);
-  bool buildJarRows(JobRowSetPtr* out, ZobString* err);
+  bool buildParameterRows(ZohTextRows* rows, ZobString* err);
+  bool buildJarRows(ZohTextRows* rows, ZobString* err);
 
   ZOHadoopImpl* owner_;
   int64_t configObject_ = 0;

@@ -53,27 +53,15 @@ bool ZOHadoopPigImpl::setParameter(const ZobString& name, const ZobString& value
 bool ZOHadoopPigImpl::stop(HadoopPollStatus* poll, ZobString* err) {
   // Unlike a MapReduce job, the Java side is asked even before the first run
   // (with handle 0): it may know of a run that this object has not heard back of.
-  zowlpParameter param[1];
-  zohClearParams(param, 1);
-  zohSetObject(&param[0], runObject_);
-  JobResponse response;
-  return owner_->callWrapper(proxy_, poll, ZOH_PIG_PROXY_NAME, "Stop",
-                             JAVA_PROXY_EMPTY_SIG, 1, param, response.slot(), err);
+  return owner_->callOnObject(proxy_, poll, ZOH_PIG_PROXY_NAME, "Stop", runObject_, err);
 }
 
 void ZOHadoopPigImpl::clear() {
   jars_.clear();
   parameters_.clear();
   if (runObject_ == 0) return;
-  zowlpParameter param[1];
-  zohClearParams(param, 1);
-  zohSetObject(&param[0], runObject_);
-  JobResponse response;
-  ZobString callErr;
-  if (!owner_->callWrapper(proxy_, nullptr, ZOH_PIG_PROXY_NAME, "Release",
-                           JAVA_PROXY_EMPTY_SIG, 1, param, response.slot(), &callErr)) {
-    logger_->logEvent(ZOLOG_WARNING, ZOH_PIG_TAG, __LINE__, "%s", callErr.asCstr());
-  }
+  owner_->releaseObject(proxy_, ZOH_PIG_PROXY_NAME, "Release", runObject_, logger_,
+                        ZOH_PIG_TAG, __LINE__);
   // The handle is forgotten whether or not the release worked. A cleared client
   // should look like a fresh one: a later clear or the destructor must not
   // release the same run a second time, and a later stop must not reach a run

@@ -1,6 +1,7 @@
 // One Pig run: "RunCommands" starts the commands with the parameters and jars
 // and answers the run's handle; "Wait" blocks until the run has ended.
 #include "hadooppig/ZOHadoopPigImpl.h"
+#include "hadoopmr/job_wire.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
 void ZOHadoopPigImpl::mergeOptions(ZobConfigOptions* options) {
@@ -15,39 +16,40 @@ void ZOHadoopPigImpl::mergeOptions(ZobConfigOptions* options) {
   }
 }
 
-bool ZOHadoopPigImpl::buildParameterRows(JobRowSetPtr* out, ZobString* err) {
+namespace {
+
+// An empty text row set of the Pig proxy; `label` names it in the failure text.
+bool startRows(zojniProxy* proxy, const char* columns, const char* label,
+               ZohTextRows* rows, ZobString* err) {
+  *rows = ZohTextRows(zojniProxyRowSetCreate(proxy, columns), ZOH_PIG_TAG);
+  if (*rows) return true;
+  if (err != nullptr) *err = ZOH_MESSAGE(ZOH_PIG_TAG, 29, label);
+  return false;
+}
+
+}  // namespace
+
+bool ZOHadoopPigImpl::buildParameterRows(ZohTextRows* rows, ZobString* err) {
   if (parameters_.empty()) return true;
-  JobRowSetPtr rows(zojniProxyRowSetCreate(proxy_, HADOOP_PIG_RUNCOMMANDS_ARGS_COLS));
-  if (!rows) {
-    if (err != nullptr) *err = ZOH_MESSAGE(ZOH_PIG_TAG, 29, "(Args RowSet)");
+  if (!startRows(proxy_, HADOOP_PIG_RUNCOMMANDS_ARGS_COLS, "(Args RowSet)", rows, err)) {
     return false;
   }
   for (const auto& parameter : parameters_) {
-    const int status = jobAddTextRow(rows.get(), parameter.first, parameter.second);
-    if (status != 0) {
-      if (err != nullptr) *err = ZOH_MESSAGE(ZOH_PIG_TAG, 768, status);
+    if (!rows->add(parameter.first, parameter.second, parameter.second.length() > 0, err)) {
       return false;
     }
   }
-  *out = std::move(rows);
   return true;
 }
 
-bool ZOHadoopPigImpl::buildJarRows(JobRowSetPtr* out, ZobString* err) {
+bool ZOHadoopPigImpl::buildJarRows(ZohTextRows* rows, ZobString* err) {
   if (jars_.empty()) return true;
-  JobRowSetPtr rows(zojniProxyRowSetCreate(proxy_, HADOOP_PIG_RUNCOMMANDS_JARS_COLS));
-  if (!rows) {
-    if (err != nullptr) *err = ZOH_MESSAGE(ZOH_PIG_TAG, 29, "(Jars RowSet)");
+  if (!startRows(proxy_, HADOOP_PIG_RUNCOMMANDS_JARS_COLS, "(Jars RowSet)", rows, err)) {
     return false;
   }
   for (const ZobString& jar : jars_) {
-    const int status = jobAddTextRow(rows.get(), jar);
-    if (status != 0) {
-      if (err != nullptr) *err = ZOH_MESSAGE(ZOH_PIG_TAG, 768, status);
-      return false;
-    }
+    if (!rows->add(jar, err)) return false;
   }
-  *out = std::move(rows);
   return true;
 }
 
@@ -55,9 +57,9 @@ bool ZOHadoopPigImpl::runCommands(HadoopPollStatus* poll, HadoopTextStatus* text
                                   const ZobString& commands, ZobConfigOptions* options,
                                   ZobString* err) {
   mergeOptions(options);
-  JobRowSetPtr parameterRows;
+  ZohTextRows parameterRows(nullptr, ZOH_PIG_TAG);
   if (!buildParameterRows(&parameterRows, err)) return false;
-  JobRowSetPtr jarRows;
+  ZohTextRows jarRows(nullptr, ZOH_PIG_TAG);
   if (!buildJarRows(&jarRows, err)) return false;
 
   zowlpParameter params[4];
@@ -67,7 +69,7 @@ bool ZOHadoopPigImpl::runCommands(HadoopPollStatus* poll, HadoopTextStatus* text
   zohSetRowSet(&params[2], parameterRows.get());
   zohSetRowSet(&params[3], jarRows.get());
   {
-    JobResponse response;
+    ZohResponse response;
     if (!owner_->callWrapper(proxy_, poll, ZOH_PIG_PROXY_NAME, "RunCommands",
                              HADOOP_PIG_RUNCOMMANDS_SIG_OUT, 4, params, response.slot(),
                              err)) {
@@ -75,9 +77,9 @@ bool ZOHadoopPigImpl::runCommands(HadoopPollStatus* poll, HadoopTextStatus* text
     }
     // No response leaves the handle of the previous run to wait on.
     if (response.held()) {
-      zowlpParameter* out = response.outputs();
-      if (out == nullptr) {
-        if (err != nullptr) *err = ZOH_MESSAGE(ZOH_PIG_TAG, 29, "(MapReduce Object)");
+      zowlpParameter* out = nullptr;
+      if (!response.read(HADOOP_PIG_RUNCOMMANDS_SIG_OUT, &out,
+                         {ZOH_PIG_TAG, "(MapReduce Object)"}, err)) {
         return false;
       }
       runObject_ = out[0].value.object;

@@ -46,6 +46,19 @@ class PigRunTest : public JobTest {
   static StringTable parametersSent() { return lastRun().inputs.at(2).stringTable(); }
 };
 
+// A text row set whose column is not a string is refused, not read as one.
+TEST_F(PigRunTest, TextRowsOfAnotherTypeAreRefused) {
+  bridge().answer("RunCommands",
+                  ScriptedAnswer::outputs({ScriptedValue::ofObject(kRun),
+                                           ScriptedValue::ofRows("\x07", {{ScriptedValue::ofObject(9)}})}));
+  ZOHadoopPig* pig = makePig();
+  RecordingText text;
+  ZobString err;
+  EXPECT_FALSE(pig->runCommands(nullptr, &text, "run", nullptr, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_EQ(wireObjectsLeft(), 0);
+}
+
 TEST_F(PigRunTest, NothingToSendTravelsAsNulls) {
   ZOHadoopPig* pig = makePig();
   ZobString err;

@@ -14,16 +14,9 @@
 #include "zob_lock.h"
 #include "zob_string.h"
 #include "zojni.h"
+#include "zohadoop/messages.h"
+#include "zohadoop/wire_records.h"
 #include "zowlp.h"
-
-// A catalogue message of this library, tagged with the calling source file.
-#define ZOH_MESSAGE(tag, id, ...) \
-  zob_get_message((tag), __LINE__, ZOB_HADOOP_COMPONENT, (id), ##__VA_ARGS__)
-
-// Names of the main proxy.
-#define ZOH_HADOOP_PROXY_JAR "zox-proxy-hadoop.jar"
-#define ZOH_HADOOP_PROXY_NAME "HadoopClient"
-#define ZOH_HADOOP_PROXY_CLASS "com.zorvanta.proxy.hadoop.HadoopClientJPC"
 
 class ZOHadoopImpl : public ZOHadoop {
  public:
@@ -81,9 +74,29 @@ class ZOHadoopImpl : public ZOHadoop {
   bool callWrapper(HadoopPollStatus* poll, const char* proxyName, const char* method,
                    const char* signature, int count, zowlpParameter* params,
                    zowlpResponse** response, ZobString* err);
+  // callWrapper, then the outputs checked against `signature`; a response
+  // that cannot be read or does not fit becomes `unreadable`'s text. `proxy`
+  // null calls through the main proxy.
+  bool callOutputs(zojniProxy* proxy, HadoopPollStatus* poll, const char* proxyName,
+                   const char* method, const char* signature, int count,
+                   zowlpParameter* params, ZohResponse* response, zowlpParameter** outputs,
+                   const ZohUnreadable& unreadable, ZobString* err);
+  // A call whose one input is a Java object handle and which reads no output.
+  bool callOnObject(zojniProxy* proxy, HadoopPollStatus* poll, const char* proxyName,
+                    const char* method, int64_t handle, ZobString* err);
+  // The same from a destructor: nobody is left to hear of a failure, so it is
+  // logged as a warning of the caller's (`tag`, `line`).
+  void releaseObject(zojniProxy* proxy, const char* proxyName, const char* method,
+                     int64_t handle, ZoLogger_* logger, const char* tag, int line);
+  // Makes a Java object on the main proxy from a configuration's Java object
+  // (`cfgObject`; sent as null when `hasCfg` is false) and answers its handle.
+  bool createObject(const char* method, bool hasCfg, int64_t cfgObject, int64_t* handle,
+                    const ZohUnreadable& unreadable, ZobString* err);
   void buildError(const char* method, int status, zowlpResponse** response,
                   ZobString* err);
   zowlpRowSet* createRowSet(const char* columnTypes, ZobString* err);
+  // The first column of every row joined by "\n". A row set whose first column
+  // is not text is refused (message 1354) rather than read as text.
   bool buildText(const zowlpRowSet* rows, ZobString* text, ZobString* err);
 
   // Read access for tests and for the Pig client.
@@ -111,16 +124,3 @@ int HadoopOptCB(ZoJniOptionRecord* record, const char* optionName, void* bridgeC
 int HadoopMessageCB(ZoJniMessageRecord* record, int messageType, const char* text);
 int HadoopPollCBStatus(ZoJniPollRecord* record, int64_t done, int64_t total,
                        const char* phase);
-
-// Zeroes an array of wire records.
-void zohClearParams(zowlpParameter* params, int count);
-// Fills one input record.
-void zohSetObject(zowlpParameter* p, int64_t handle, bool present = true);
-void zohSetString(zowlpParameter* p, const ZobString& text, bool present = true);
-// The record keeps a pointer into the text, so a temporary would leave it
-// dangling before the call is made.
-void zohSetString(zowlpParameter* p, ZobString&& text, bool present = true) = delete;
-void zohSetBool(zowlpParameter* p, bool value);
-void zohSetInt(zowlpParameter* p, int32_t value);
-void zohSetBytes(zowlpParameter* p, const char* data, int length);
-void zohSetRowSet(zowlpParameter* p, zowlpRowSet* rows);

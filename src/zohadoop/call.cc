@@ -56,6 +56,61 @@ bool ZOHadoopImpl::callWrapper(HadoopPollStatus* poll, const char* proxyName,
                      response, err);
 }
 
+bool ZOHadoopImpl::callOutputs(zojniProxy* proxy, HadoopPollStatus* poll,
+                               const char* proxyName, const char* method,
+                               const char* signature, int count, zowlpParameter* params,
+                               ZohResponse* response, zowlpParameter** outputs,
+                               const ZohUnreadable& unreadable, ZobString* err) {
+  *outputs = nullptr;
+  const bool called =
+      proxy != nullptr
+          ? callWrapper(proxy, poll, proxyName, method, signature, count, params,
+                        response->slot(), err)
+          : callWrapper(poll, proxyName, method, signature, count, params,
+                        response->slot(), err);
+  return called && response->read(signature, outputs, unreadable, err);
+}
+
+bool ZOHadoopImpl::callOnObject(zojniProxy* proxy, HadoopPollStatus* poll,
+                                const char* proxyName, const char* method,
+                                int64_t handle, ZobString* err) {
+  zowlpParameter param[1];
+  zohClearParams(param, 1);
+  zohSetObject(&param[0], handle);
+  ZohResponse response;
+  return proxy != nullptr
+             ? callWrapper(proxy, poll, proxyName, method, JAVA_PROXY_EMPTY_SIG, 1, param,
+                           response.slot(), err)
+             : callWrapper(poll, proxyName, method, JAVA_PROXY_EMPTY_SIG, 1, param,
+                           response.slot(), err);
+}
+
+void ZOHadoopImpl::releaseObject(zojniProxy* proxy, const char* proxyName,
+                                 const char* method, int64_t handle, ZoLogger_* logger,
+                                 const char* tag, int line) {
+  ZobString failure;
+  if (!callOnObject(proxy, nullptr, proxyName, method, handle, &failure)) {
+    logger->logEvent(ZOLOG_WARNING, tag, line, "%s", failure.asCstr());
+  }
+}
+
+bool ZOHadoopImpl::createObject(const char* method, bool hasCfg, int64_t cfgObject,
+                                int64_t* handle, const ZohUnreadable& unreadable,
+                                ZobString* err) {
+  zowlpParameter param[1];
+  zohClearParams(param, 1);
+  zohSetObject(&param[0], cfgObject, hasCfg);
+  ZohResponse response;
+  zowlpParameter* outputs = nullptr;
+  if (!callOutputs(nullptr, nullptr, ZOH_HADOOP_PROXY_NAME, method,
+                   HADOOP_CREATECONFIG_SIG_OUT, 1, param, &response, &outputs, unreadable,
+                   err)) {
+    return false;
+  }
+  *handle = outputs[0].value.object;
+  return true;
+}
+
 void ZOHadoopImpl::buildError(const char* method, int status, zowlpResponse** response,
                               ZobString* err) {
   if (err == nullptr) return;
@@ -92,6 +147,11 @@ bool ZOHadoopImpl::buildText(const zowlpRowSet* rows, ZobString* text, ZobString
   if (count < 1) {
     *text = ZobString("", true);
     return true;
+  }
+  const char* columns = zowlpRowSet_columnTypes(rows);
+  if (columns == nullptr || columns[0] != WLP_TYPE_STRING) {
+    if (err) *err = ZOH_MESSAGE(kTag, 1354, "zowlpRowSet_columnTypes", WLP_ERR_TYPE);
+    return false;
   }
   ZobString joined("", true);
   for (int i = 0; i < count; ++i) {

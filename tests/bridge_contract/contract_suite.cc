@@ -5,7 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include "contract_harness.h"
@@ -32,6 +35,50 @@ bool inOrder(const std::vector<std::string>& all, const std::vector<std::string>
   }
   return next == wanted.size();
 }
+
+// Records the order in which the option callbacks of several creations run.
+// The first callback of each creation waits a moment for the others, so that
+// creations a bridge lets overlap do overlap.
+struct CreationOrder {
+  std::mutex mutex;
+  std::condition_variable arrived;
+  int creations = 0;
+  int started = 0;
+  std::vector<int> order;
+};
+
+// An option record that logs into a CreationOrder and then answers as the
+// suite's OptionAnswers does. The record comes first, so the bridge's pointer
+// to it leads back here.
+struct OrderedOptions {
+  ZoJniOptionRecord record;
+  ZoJniOptionCallback answer;
+  CreationOrder* log;
+  int id;
+  bool first = true;
+
+  OrderedOptions(OptionAnswers* answers, CreationOrder* order, int creation)
+      : record(*answers->record()), answer(record.callback), log(order), id(creation) {
+    record.callback = &OrderedOptions::callback;
+  }
+  static int callback(ZoJniOptionRecord* record, const char* name, void* context,
+                      char** value, int* length) {
+    auto* self = reinterpret_cast<OrderedOptions*>(record);
+    {
+      std::unique_lock<std::mutex> lock(self->log->mutex);
+      self->log->order.push_back(self->id);
+      if (self->first) {
+        self->first = false;
+        ++self->log->started;
+        self->log->arrived.notify_all();
+        self->log->arrived.wait_for(lock, std::chrono::milliseconds(300), [self] {
+          return self->log->started == self->log->creations;
+        });
+      }
+    }
+    return self->answer(record, name, context, value, length);
+  }
+};
 
 class BridgeContract : public ::testing::Test {
  protected:
@@ -430,6 +477,37 @@ TEST_F(BridgeContract, CallsFromSeveralThreadsOnOneProxy) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_THAT(wrong, ::testing::Each(0));
+}
+
+// A caller may answer the options of all its creations from one buffer (the
+// library does), so a bridge runs one creation at a time per process.
+TEST_F(BridgeContract, CreationsFromSeveralThreadsNeverInterleaveTheirOptions) {
+  constexpr int kCreations = 2;
+  CreationOrder log;
+  log.creations = kCreations;
+  std::vector<std::unique_ptr<OptionAnswers>> answers;
+  std::vector<std::unique_ptr<OrderedOptions>> records;
+  for (int i = 0; i < kCreations; ++i) {
+    answers.push_back(std::make_unique<OptionAnswers>(contract::kProxyName,
+                                                      bridge_->proxyDirectory()));
+    records.push_back(std::make_unique<OrderedOptions>(answers.back().get(), &log, i));
+  }
+  std::vector<ProxyOwner> made(kCreations);
+  std::vector<int> status(kCreations, -1);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kCreations; ++i) {
+    threads.emplace_back([&, i] {
+      zojniProxy* proxy = nullptr;
+      status[i] = zojniProxyCreate(contract::kJar, contract::kProxyName, contract::kClass,
+                                   &records[i]->record, messages_.record(), &proxy);
+      made[i].reset(proxy);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(status, ::testing::Each(ZOJNI_OK));
+  int switches = 0;
+  for (size_t i = 1; i < log.order.size(); ++i) switches += log.order[i] != log.order[i - 1];
+  EXPECT_EQ(switches, kCreations - 1) << ::testing::PrintToString(log.order);
 }
 
 }  // namespace

@@ -165,6 +165,21 @@ TEST_F(HostTest, ADirectoryWalkSeesEntriesAndSizes) {
   EXPECT_THAT(seen,
               ElementsAre("/user/host/sub/ 0", "/user/host/a.txt 5", "/user/host/b.txt 0"));
 
+  // An entry opens as a text file through the runtime, which reaches a library
+  // loaded RTLD_LOCAL only through the factory that the library registered.
+  uri = parse("hdfs://nn:8020/user/host");
+  listing = createListing_(nullptr, uri, static_cast<int>(ZOB_LISTING_FILES_ONLY), &err);
+  uri->destroy();
+  ASSERT_NE(listing, nullptr) << err.str();
+  ASSERT_TRUE(listing->next());
+  ZobTxtFile* text = listing->openTextFile(ZOB_TXTFILE_READ, 0, 0, &err);
+  ASSERT_NE(text, nullptr) << err.str();
+  ZobString line;
+  EXPECT_TRUE(text->readLine(&line));
+  EXPECT_EQ(line.str(), "12345");
+  text->release();
+  listing->release();
+
   uri = parse("hdfs://nn:8020/user/nobody");
   EXPECT_EQ(createListing_(nullptr, uri, 0, &err), nullptr);
   EXPECT_NE(err.str().find("Not a directory"), std::string::npos) << err.str();
