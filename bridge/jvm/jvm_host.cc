@@ -1,13 +1,14 @@
 #include "jvm_host.h"
 
+#include <locale.h>
+
+#include <cctype>
 #include <clocale>
+#include <csetjmp>
 #include <cstdarg>
 #include <cstdio>
-#include <iterator>
-#include <locale.h>
-#include <cctype>
-#include <csetjmp>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <vector>
 

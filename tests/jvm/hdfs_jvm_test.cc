@@ -263,8 +263,13 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   const char* data = nullptr;
   EXPECT_EQ(0, in->read(nullptr, &data, kPiece, &err));
   in->release();
-  // 256 MiB went through; what stays resident must not grow with it.
+  // 256 MiB went through; what stays resident must not grow with it. (Under
+  // AddressSanitizer freed memory stays resident in its quarantine by design.)
+#ifndef __SANITIZE_ADDRESS__
   EXPECT_LT(jvmtest::residentKiB() - settled, 128 * 1024) << "KiB grown after 16 MiB";
+#else
+  (void)settled;
+#endif
 }
 
 TEST_P(HdfsService, ListsTwentyThousandEntries) {

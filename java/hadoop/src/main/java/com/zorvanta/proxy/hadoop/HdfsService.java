@@ -110,10 +110,10 @@ final class HdfsService implements AutoCloseable {
   void copy(boolean toThis, String from, boolean deleteSource, String to, boolean overwrite) {
     FileSystem srcFs = toThis ? localRaw : fs;
     FileSystem dstFs = toThis ? fs : localRaw;
-    Path source = toThis ? localRaw.makeQualified(new Path(from)) : path(from);
-    Path target = toThis ? path(to) : localRaw.makeQualified(new Path(to));
     String action = "Cannot copy '" + from + "' to";
     try {
+      Path source = toThis ? localRaw.makeQualified(path(from)) : path(from);
+      Path target = toThis ? path(to) : localRaw.makeQualified(path(to));
       FileStatus src = srcFs.getFileStatus(source);
       if (dstFs.exists(target) && dstFs.getFileStatus(target).isDirectory()) {
         target = new Path(target, source.getName());
