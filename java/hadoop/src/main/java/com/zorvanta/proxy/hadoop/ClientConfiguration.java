@@ -21,7 +21,7 @@ final class ClientConfiguration {
 
   private final Configuration conf;
   private UserGroupInformation user;
-  private String password;
+  private String password;  // for a secured cluster's login; nothing reads it yet
 
   ClientConfiguration() {
     conf = new Configuration();
@@ -88,10 +88,6 @@ final class ClientConfiguration {
     this.user = name == null || name.trim().isEmpty() ? null
         : UserGroupInformation.createRemoteUser(name.trim());
     this.password = password;
-  }
-
-  synchronized boolean hasPassword() {
-    return password != null && !password.isEmpty();
   }
 
   /** Runs `action` as the configuration's user; file systems keep the user they were made by. */
