@@ -66,6 +66,9 @@ class ZOB_API ZoHadoopURI {
 
 // Parse a URI text; null when it is malformed. The caller owns the result.
 ZOB_API ZoHadoopURI* getURIFromURIString(const ZobString& text);
+// Why `text` does not parse, naming the part that is wrong; empty when it
+// parses. For callers that show a person what to correct.
+ZOB_API ZobString zobUriParseError(const ZobString& text);
 // A URI from one component text: a full URI text, or a path alone (then the
 // URI has no context). Null when malformed. The caller owns the result.
 ZOB_API ZoHadoopURI* getHadoopURIFromComponents(const ZobString& text);

@@ -191,17 +191,42 @@ ZoHadoopURI* makeUri(UriParts parts) {
 
 }  // namespace
 
+namespace {
+
+// Parts of a URI text, false with the reason when the text is no URI.
+bool parseWhole(const ZobString& text, UriParts* parts, std::string* why) {
+  if (text.length() == 0) {
+    *why = "the text is empty";
+    return false;
+  }
+  if (!parseUri(text.str(), parts, why)) return false;
+  if (parts->scheme.empty() && parts->path.empty() && parts->items.empty()) {
+    *why = "it names no path";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 ZoHadoopURI* getURIFromURIString(const ZobString& text) {
-  if (text.length() == 0) return nullptr;
   try {
     UriParts parts;
     std::string why;
-    if (!parseUri(text.str(), &parts, &why)) return nullptr;
-    // "?" alone names nothing at all.
-    if (parts.scheme.empty() && parts.path.empty() && parts.items.empty()) return nullptr;
+    if (!parseWhole(text, &parts, &why)) return nullptr;
     return makeUri(std::move(parts));
   } catch (const std::bad_alloc&) {
     return nullptr;
+  }
+}
+
+ZobString zobUriParseError(const ZobString& text) {
+  try {
+    UriParts parts;
+    std::string why;
+    return parseWhole(text, &parts, &why) ? ZobString() : ZobString(why.c_str());
+  } catch (const std::bad_alloc&) {
+    return ZobString("out of memory");
   }
 }
 

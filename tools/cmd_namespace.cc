@@ -209,6 +209,9 @@ int runDu(const CommandContext& ctx) {
 }
 
 int runCount(const CommandContext& ctx) {
+  if (hasFlag(ctx.line, "-v"))
+    std::fprintf(ctx.out, "%12s %12s %18s %s\n", "DIR_COUNT", "FILE_COUNT", "CONTENT_SIZE",
+                 "PATHNAME");
   return eachExisting(ctx, "count", [&](FsTarget& target, HdfsSession*, EntryInfo& entry) {
     TreeTotals totals;
     if (!addTree(ctx, target, entry, &totals)) return false;

@@ -25,7 +25,7 @@ const std::map<std::string, std::vector<std::string>>& switchTable() {
       {"test", {"-e", "-d", "-f", "-s", "-z"}},
       {"stat", {}},
       {"du", {"-s", "-h"}},
-      {"count", {"-h"}},
+      {"count", {"-h", "-v"}},
       {"touchz", {}},
       {"appendToFile", {}},
       {"getmerge", {"-nl"}},
@@ -123,8 +123,13 @@ bool parseCommandLine(const std::vector<std::string>& argv, CommandLine* out,
       continue;
     }
     if (!optionsEnded && a.size() > 1 && a[0] == '-') {
+      const auto& allowed = commandSwitches(out->command);
+      // A command's own switch wins over a generic option of the same name
+      // (count -v is a header line, not verbose logging).
+      const bool ownSwitch = std::find(allowed.begin(), allowed.end(), a) != allowed.end();
       bool matched = false;
-      if (!takeGenericOption(argv, &i, !out->command.empty(), &out->options, &matched, error))
+      if (!ownSwitch &&
+          !takeGenericOption(argv, &i, !out->command.empty(), &out->options, &matched, error))
         return false;
       if (matched) continue;
       if (out->command.empty()) {
@@ -137,8 +142,7 @@ bool parseCommandLine(const std::vector<std::string>& argv, CommandLine* out,
         out->command = name;
         continue;
       }
-      const auto& allowed = commandSwitches(out->command);
-      if (std::find(allowed.begin(), allowed.end(), a) == allowed.end()) {
+      if (!ownSwitch) {
         *error = out->command + ": unknown option '" + a + "'";
         return false;
       }

@@ -29,7 +29,7 @@ const std::map<std::string, const char*>& synopses() {
       {"test", "test -e|-d|-f|-s|-z path"},
       {"stat", "stat [format] path ..."},
       {"du", "du [-s] [-h] path ..."},
-      {"count", "count [-h] path ..."},
+      {"count", "count [-h] [-v] path ..."},
       {"touchz", "touchz path ..."},
       {"appendToFile", "appendToFile localsrc ... dst"},
       {"getmerge", "getmerge [-nl] src localdst"},
@@ -105,7 +105,37 @@ namespace zohtool {
 namespace {
 
 bool hasGlob(const std::string& component) {
-  return component.find_first_of("*?[") != std::string::npos;
+  return component.find_first_of("*?[{") != std::string::npos;
+}
+
+// Hadoop's "{a,b}" alternatives, nested ones too, written out as separate
+// patterns (an alternative may hold '/', so this comes before the split into
+// components). False on a '{' without its '}'.
+bool expandBraces(const std::string& pattern, std::vector<std::string>* out) {
+  const size_t open = pattern.find('{');
+  if (open == std::string::npos) {
+    out->push_back(pattern);
+    return true;
+  }
+  std::vector<std::string> alternatives(1);
+  int depth = 0;
+  for (size_t i = open + 1; i < pattern.size(); ++i) {
+    const char c = pattern[i];
+    if (c == '{') ++depth;
+    if (c == '}' && depth-- == 0) {
+      for (const auto& alternative : alternatives) {
+        if (!expandBraces(pattern.substr(0, open) + alternative + pattern.substr(i + 1), out))
+          return false;
+      }
+      return true;
+    }
+    if (c == ',' && depth == 0) {
+      alternatives.emplace_back();
+    } else {
+      alternatives.back() += c;
+    }
+  }
+  return false;
 }
 
 // A typed operand in three parts: scheme and authority, path, items.
@@ -136,6 +166,16 @@ TypedParts splitTyped(const std::string& typed) {
   return parts;
 }
 
+// Looks `typed` up on its file system; false (reported) when the lookup fails.
+bool statTyped(const CommandContext& ctx, const std::string& typed, FsTarget* target,
+               EntryInfo* entry, bool* found) {
+  if (!ctx.target(typed, target)) return false;
+  HdfsSession* session = ctx.session(*target);
+  if (!session) return false;
+  std::string error;
+  return session->stat(*target, entry, found, &error) || ctx.refuse(error);
+}
+
 // Expands components[i..] under `base` (a path on the target's file system).
 bool expandFrom(const CommandContext& ctx, const TypedParts& parts, const std::string& base,
                 const std::vector<std::string>& components, size_t i,
@@ -149,14 +189,12 @@ bool expandFrom(const CommandContext& ctx, const TypedParts& parts, const std::s
   }
   FsTarget directory;
   const std::string listed = path.empty() ? "." : path;
-  if (!ctx.target(parts.prefix + listed + parts.items, &directory)) return false;
   bool found = false;
   EntryInfo entry;
-  std::string error;
-  HdfsSession* session = ctx.session(directory);
-  if (!session) return false;
-  if (!session->stat(directory, &entry, &found, &error)) return ctx.refuse(error);
+  if (!statTyped(ctx, parts.prefix + listed + parts.items, &directory, &entry, &found))
+    return false;
   if (!found || !entry.isDir) return true;
+  std::string error;
   std::vector<EntryInfo> entries;
   if (!listDirectory(directory, &entries, &error)) return ctx.refuse(error);
   std::sort(entries.begin(), entries.end(),
@@ -192,15 +230,35 @@ bool expandGlobs(const CommandContext& ctx, std::vector<std::string>* args) {
       result.push_back(typed);
       continue;
     }
-    std::vector<std::string> components;
-    for (size_t start = 0;;) {
-      const size_t slash = parts.path.find('/', start);
-      components.push_back(parts.path.substr(start, slash - start));
-      if (slash == std::string::npos) break;
-      start = slash + 1;
-    }
+    std::vector<std::string> patterns;
+    if (!expandBraces(parts.path, &patterns))
+      return ctx.refusePath(typed, "Illegal file pattern: unclosed '{'");
     std::vector<std::string> matches;
-    if (!expandFrom(ctx, parts, "", components, 0, &matches)) return false;
+    for (const auto& pattern : patterns) {
+      std::vector<std::string> components;
+      for (size_t start = 0;;) {
+        const size_t slash = pattern.find('/', start);
+        components.push_back(pattern.substr(start, slash - start));
+        if (slash == std::string::npos) break;
+        start = slash + 1;
+      }
+      if (!hasGlob(pattern)) {
+        // A literal alternative counts only when it names something.
+        FsTarget target;
+        EntryInfo entry;
+        bool found = false;
+        const std::string typedPath = parts.prefix + pattern + parts.items;
+        if (!statTyped(ctx, typedPath, &target, &entry, &found)) return false;
+        if (found) matches.push_back(typedPath);
+        continue;
+      }
+      if (!expandFrom(ctx, parts, "", components, 0, &matches)) return false;
+    }
+    // Alternatives may name one path twice ("{a,a*}"); Hadoop lists it once.
+    std::vector<std::string> unique;
+    for (auto& m : matches)
+      if (std::find(unique.begin(), unique.end(), m) == unique.end()) unique.push_back(m);
+    matches = std::move(unique);
     if (matches.empty()) matches.push_back(typed);
     result.insert(result.end(), matches.begin(), matches.end());
   }

@@ -1,6 +1,7 @@
 #include "hadoop_session.h"
 
 #include "hadoop_path.h"
+#include "zob_credentials.h"
 
 namespace zohtool {
 
@@ -16,6 +17,33 @@ const char kUserNeedsScheme[] =
     "-user needs a URI with a scheme here (scheme://host/path): a plain path cannot "
     "carry a user";
 
+std::string trimmed(const std::string& s) {
+  const size_t first = s.find_first_not_of(" \t");
+  if (first == std::string::npos) return "";
+  return s.substr(first, s.find_last_not_of(" \t") - first + 1);
+}
+
+// The library creates a configuration without a user when the store holds
+// nothing under a URI's credential name, as the platform expects; a person who
+// typed the name wants to hear that it was not found.
+bool checkCredential(ZoHadoopURI* uri, std::string* why) {
+  const std::string name = trimmed(text(uri->getCredentialName()));
+  ZobString user;
+  ZobString password;
+  uri->getUserPassword(&user, &password);
+  if (name.empty() || !trimmed(text(user)).empty()) return true;
+  if (zobSubjectAccess() == nullptr) {
+    *why = "the credential '" + name +
+           "' cannot be looked up: ZOB_CREDENTIAL_STORE names no readable credential store";
+    return false;
+  }
+  ZobString detail;
+  const bool found = zobSubjectCredentials(ZobString(name.c_str()), user, password, &detail);
+  zobSubjectRelease();
+  if (!found) *why = "no credential '" + name + "' in the credential store " + text(detail);
+  return found;
+}
+
 }  // namespace
 
 bool FsTarget::parse(const std::string& typed, const GenericOptions& options,
@@ -24,13 +52,19 @@ bool FsTarget::parse(const std::string& typed, const GenericOptions& options,
   const std::string uriText = buildUriText(typed, options, &userInUri);
   UriPtr uri(getURIFromURIString(ZobString(uriText.c_str())));
   if (!uri) {
-    *error = "`" + typed + "': not a valid Hadoop URI or path";
+    *error = "`" + withoutItems(typed) + "': not a valid Hadoop URI or path: " +
+             text(zobUriParseError(ZobString(uriText.c_str())));
     return false;
   }
   ZobString user;
   ZobString password;
   uri->getUserPassword(&user, &password);
   rememberSecret(text(password));
+  std::string why;
+  if (!checkCredential(uri.get(), &why)) {
+    *error = "`" + withoutItems(typed) + "': " + why;
+    return false;
+  }
   out->uri_ = std::move(uri);
   out->display_ = withoutItems(typed);
   out->userInUri_ = userInUri;
