@@ -15,6 +15,7 @@ import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.hdfs.HdfsConfiguration;
 import org.apache.hadoop.hdfs.MiniDFSCluster;
+import org.apache.hadoop.hdfs.MiniDFSNNTopology;
 import org.apache.hadoop.mapreduce.v2.MiniMRYarnCluster;
 
 /**
@@ -24,24 +25,40 @@ import org.apache.hadoop.mapreduce.v2.MiniMRYarnCluster;
  * lines; it stops cleanly on SIGTERM or when its standard input ends. With
  * --yarn it also runs YARN with one NodeManager and MapReduce's application
  * master (slow to start, so only the tests that submit jobs ask for it), and
- * the ready file names a client configuration for it (yarn=).
+ * the ready file names a client configuration for it (yarn=). With --ha the
+ * NameNodes are a high-availability pair behind the nameservice "zohns" (ha=,
+ * and a client configuration ha-site=); with --control fault tests can hurt the
+ * cluster through {@link ClusterControl} (control= names its port).
  *
  * <pre>
- * TestCluster --dir DIR [--datanodes N] [--yarn] [--stop-on-eof]
+ * TestCluster --dir DIR [--datanodes N] [--ha] [--control] [--yarn] [--stop-on-eof]
  * </pre>
  */
 public final class TestCluster {
   /** A directory the tests' default user cannot enter: owned by another user, mode 700. */
   static final String PRIVATE_DIR = "/zoh-private";
   static final String PRIVATE_OWNER = "zoh-other";
+  static final String NAMESERVICE = "zohns";
 
   private TestCluster() {}
 
-  public static void main(String[] args) throws Exception {
+  public static void main(String[] args) {
+    try {
+      run(args);
+    } catch (Exception | LinkageError e) {
+      // The cluster's own threads would keep this process alive and the caller waiting.
+      e.printStackTrace();
+      System.exit(1);
+    }
+  }
+
+  private static void run(String[] args) throws Exception {
     File dir = null;
     int dataNodes = 1;
     boolean stopOnEof = false;
     boolean yarn = false;
+    boolean ha = false;
+    boolean control = false;
     for (int i = 0; i < args.length; i++) {
       switch (args[i]) {
         case "--dir":
@@ -53,11 +70,18 @@ public final class TestCluster {
         case "--yarn":
           yarn = true;
           break;
+        case "--ha":
+          ha = true;
+          break;
+        case "--control":
+          control = true;
+          break;
         case "--stop-on-eof":
           stopOnEof = true;
           break;
         default:
-          System.err.println("usage: TestCluster --dir DIR [--datanodes N] [--yarn] [--stop-on-eof]");
+          System.err.println("usage: TestCluster --dir DIR [--datanodes N] [--ha] [--control] [--yarn]"
+              + " [--stop-on-eof]");
           System.exit(2);
       }
     }
@@ -75,9 +99,20 @@ public final class TestCluster {
     conf.setInt("dfs.replication", Math.min(3, dataNodes));
     // Appends and pipeline recovery on a cluster this small must not ask for nodes it lacks.
     conf.set("dfs.client.block.write.replace-datanode-on-failure.policy", "NEVER");
-    MiniDFSCluster cluster = new MiniDFSCluster.Builder(conf, new File(dir, "data"))
-        .numDataNodes(dataNodes).nameNodePort(0).nameNodeHttpPort(0)
-        .format(true).build();
+    MiniDFSCluster.Builder builder = new MiniDFSCluster.Builder(conf, new File(dir, "data"))
+        .numDataNodes(dataNodes).format(true);
+    if (ha) {
+      builder.nnTopology(new MiniDFSNNTopology().addNameservice(
+          new MiniDFSNNTopology.NSConf(NAMESERVICE)
+              .addNN(new MiniDFSNNTopology.NNConf("nn1"))
+              .addNN(new MiniDFSNNTopology.NNConf("nn2"))));
+    } else {
+      builder.nameNodePort(0).nameNodeHttpPort(0);
+    }
+    MiniDFSCluster cluster = builder.build();
+    if (ha) {
+      cluster.transitionToActive(0);
+    }
     MiniMRYarnCluster mr = yarn ? new MiniMRYarnCluster("zoh", 1) : null;
     CountDownLatch stopped = new CountDownLatch(1);
     Runtime.getRuntime().addShutdownHook(new Thread(() -> {
@@ -89,9 +124,9 @@ public final class TestCluster {
     }, "test-cluster-shutdown"));
     cluster.waitActive();
 
-    String hdfs = "hdfs://127.0.0.1:" + cluster.getNameNodePort();
-    String webhdfs = "webhdfs://127.0.0.1:" + cluster.getNameNode().getHttpAddress().getPort();
-    try (FileSystem fs = cluster.getFileSystem()) {
+    String hdfs = "hdfs://127.0.0.1:" + cluster.getNameNodePort(0);
+    String webhdfs = "webhdfs://127.0.0.1:" + cluster.getNameNode(0).getHttpAddress().getPort();
+    try (FileSystem fs = cluster.getFileSystem(0)) {
       fs.mkdirs(new Path(PRIVATE_DIR), new FsPermission((short) 0700));
       fs.setPermission(new Path(PRIVATE_DIR), new FsPermission((short) 0700));
       fs.setOwner(new Path(PRIVATE_DIR), PRIVATE_OWNER, PRIVATE_OWNER);
@@ -134,6 +169,14 @@ public final class TestCluster {
         client.writeXml(out);
       }
     }
+    File haSite = new File(dir, "ha-site.xml");
+    if (ha) {
+      writeHaSite(haSite, cluster, dataNodes);
+    }
+    ClusterControl controller = control ? new ClusterControl(cluster, ha) : null;
+    if (controller != null) {
+      controller.serveInBackground();
+    }
     File partial = new File(dir, "cluster.env.partial");
     try (PrintWriter w = new PrintWriter(partial, StandardCharsets.UTF_8)) {
       w.println("hdfs=" + hdfs);
@@ -142,6 +185,13 @@ public final class TestCluster {
       w.println("site=" + site.getPath());
       if (mr != null) {
         w.println("yarn=" + yarnSite.getPath());
+      }
+      if (ha) {
+        w.println("ha=hdfs://" + NAMESERVICE);
+        w.println("ha-site=" + haSite.getPath());
+      }
+      if (controller != null) {
+        w.println("control=" + controller.port());
       }
       w.println("pid=" + ProcessHandle.current().pid());
     }
@@ -166,6 +216,25 @@ public final class TestCluster {
     if (dataNodes < 3) {
       site.set("dfs.client.block.write.replace-datanode-on-failure.enable", "false");
     }
+    try (OutputStream out = new FileOutputStream(file)) {
+      site.writeXml(out);
+    }
+  }
+
+  /** A client's view of the HA pair: Hadoop's nameservice keys, no address of a single NameNode. */
+  private static void writeHaSite(File file, MiniDFSCluster cluster, int dataNodes)
+      throws IOException {
+    Configuration site = new Configuration(false);
+    site.set("fs.defaultFS", "hdfs://" + NAMESERVICE);
+    site.set("dfs.nameservices", NAMESERVICE);
+    site.set("dfs.ha.namenodes." + NAMESERVICE, "nn1,nn2");
+    for (int i = 0; i < 2; i++) {
+      site.set("dfs.namenode.rpc-address." + NAMESERVICE + ".nn" + (i + 1),
+          "127.0.0.1:" + cluster.getNameNode(i).getNameNodeAddress().getPort());
+    }
+    site.set("dfs.client.failover.proxy.provider." + NAMESERVICE,
+        "org.apache.hadoop.hdfs.server.namenode.ha.ConfiguredFailoverProxyProvider");
+    site.setInt("dfs.replication", Math.min(3, dataNodes));
     try (OutputStream out = new FileOutputStream(file)) {
       site.writeXml(out);
     }

@@ -37,8 +37,9 @@ final class ClientConfiguration {
     }
   }
 
+  /** What the services and jobs are made from: a copy, with Hadoop's waits bounded. */
   synchronized Configuration hadoop() {
-    return conf;
+    return BoundedWaits.over(conf);
   }
 
   synchronized void set(String key, String value) {

@@ -31,6 +31,10 @@ final class HadoopFailures {
     // A reason that already quotes the exception's message leaves only its causes to tell.
     String message = oneLine(e.getMessage());
     Throwable cause = !message.isEmpty() && reason.contains(message) ? e.getCause() : e;
+    // An unwrapped remote failure's cause is the RemoteException it came in: the same text again.
+    if (cause instanceof RemoteException) {
+      cause = null;
+    }
     return new ProxyException(code(e), action + " '" + path + "': " + reason, cause);
   }
 
@@ -39,7 +43,9 @@ final class HadoopFailures {
     if (text == null) {
       return "";
     }
-    String flat = text.replaceAll("\\s*\\n\\s*", " ").trim();
+    // A NameNode's text carries the server's stack trace after its sentence.
+    String sentence = text.split("\\n\\s*at [\\w$.]+\\(", 2)[0];
+    String flat = sentence.replaceAll("\\s*\\n\\s*", " ").trim();
     return flat.length() <= MAX_TEXT ? flat : flat.substring(0, MAX_TEXT) + "...";
   }
 
