@@ -9,9 +9,7 @@ import java.net.ServerSocket;
 import java.net.Socket;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
-import java.util.HashMap;
 import java.util.List;
-import java.util.Map;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.fs.SafeModeAction;
 import org.apache.hadoop.hdfs.DistributedFileSystem;
@@ -25,7 +23,8 @@ import org.apache.hadoop.hdfs.protocol.HdfsConstants;
  * never sleep to wait for it.
  *
  * <pre>
- * stop-datanode I | restart-datanode I     one DataNode (its blocks stay on disk)
+ * stop-datanode I                          the I-th running DataNode (its blocks stay on disk)
+ * restart-datanodes                        every stopped DataNode, on its old ports
  * failover                                 the standby NameNode becomes active
  * safemode enter|leave
  * space-quota PATH BYTES                   BYTES 0 clears it
@@ -38,8 +37,7 @@ final class ClusterControl {
   private final MiniDFSCluster cluster;
   private final boolean ha;
   private final ServerSocket server;
-  private final Map<Integer, MiniDFSCluster.DataNodeProperties> stopped = new HashMap<>();
-  private final List<MiniDFSCluster.DataNodeProperties> allStopped = new ArrayList<>();
+  private final List<MiniDFSCluster.DataNodeProperties> stopped = new ArrayList<>();
   private int active;
 
   ClusterControl(MiniDFSCluster cluster, boolean ha) throws IOException {
@@ -78,10 +76,10 @@ final class ClusterControl {
     try {
       switch (w[0]) {
         case "stop-datanode":
-          stopped.put(Integer.parseInt(w[1]), cluster.stopDataNode(Integer.parseInt(w[1])));
+          stopped.add(cluster.stopDataNode(Integer.parseInt(w[1])));
           return "ok";
-        case "restart-datanode":
-          cluster.restartDataNode(stopped.remove(Integer.parseInt(w[1])), true);
+        case "restart-datanodes":
+          restartStopped();
           cluster.waitActive();
           return "ok";
         case "failover":
@@ -109,7 +107,7 @@ final class ClusterControl {
           return "ok";
         case "stop-all":
           while (!cluster.getDataNodes().isEmpty()) {
-            allStopped.add(cluster.stopDataNode(0));
+            stopped.add(cluster.stopDataNode(0));
           }
           for (int i = 0; i < cluster.getNumNameNodes(); i++) {
             cluster.shutdownNameNode(i);
@@ -123,10 +121,7 @@ final class ClusterControl {
             active = 0;
             cluster.transitionToActive(0);
           }
-          for (MiniDFSCluster.DataNodeProperties dn : allStopped) {
-            cluster.restartDataNode(dn, true);
-          }
-          allStopped.clear();
+          restartStopped();
           cluster.waitActive();
           waitOutOfSafeMode();
           return "ok";
@@ -138,6 +133,13 @@ final class ClusterControl {
     } catch (Exception | AssertionError e) {
       return "error: " + String.valueOf(e.getMessage()).replace('\n', ' ');
     }
+  }
+
+  private void restartStopped() throws IOException {
+    for (MiniDFSCluster.DataNodeProperties dn : stopped) {
+      cluster.restartDataNode(dn, true);
+    }
+    stopped.clear();
   }
 
   /** A restarted NameNode stays in safe mode until the DataNodes have reported their blocks. */

@@ -1,0 +1,269 @@
+// The library on a cluster that misbehaves: DataNodes lost in the middle of a
+// stream, the active NameNode failed over under a listing and an open file,
+// safe mode, a space quota, the whole cluster gone and back. Everything goes
+// through the public interfaces and the JVM bridge, on the HA nameservice; the
+// cluster is hurt through its control port, whose commands return once the
+// cluster is in the state they asked for.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "ZOHadoop.h"
+#include "ZOHadoopCfg.h"
+#include "ZOHadoopHDFS.h"
+#include "ZOHadoopIO.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::map<std::string, std::string> clusterKeys() {
+  std::map<std::string, std::string> keys;
+  const char* ready = std::getenv("ZOH_FAULT_CLUSTER");
+  if (ready == nullptr) return keys;
+  std::ifstream in(ready);
+  for (std::string line; std::getline(in, line);) {
+    const auto eq = line.find('=');
+    if (eq != std::string::npos) keys[line.substr(0, eq)] = line.substr(eq + 1);
+  }
+  return keys;
+}
+
+// One command on the cluster's control port; its one-line answer.
+std::string control(const std::string& command) {
+  const int port = std::atoi(clusterKeys()["control"].c_str());
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  std::string answer;
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+    const std::string line = command + "\n";
+    if (write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size())) {
+      for (char c; read(fd, &c, 1) == 1 && c != '\n';) answer += c;
+    }
+  }
+  close(fd);
+  return answer.empty() ? "no answer on port " + std::to_string(port) : answer;
+}
+
+// Bytes whose value depends on their offset (with a period that no block or
+// buffer size divides), so that a misplaced or repeated piece shows.
+std::string offsetBytes(size_t size) {
+  std::string data(size, '\0');
+  for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>((i * 131 + i / 4099) & 0xFF);
+  return data;
+}
+
+struct RawIODeleter {
+  void operator()(ZobIORaw* io) const { io->release(); }
+};
+using RawIO = std::unique_ptr<ZobIORaw, RawIODeleter>;
+using Uri = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
+
+constexpr int kMiB = 1 << 20;
+
+class ClusterFaults : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    keys_ = clusterKeys();
+    if (keys_.empty()) GTEST_SKIP() << "ZOH_FAULT_CLUSTER names no running fault cluster";
+    ASSERT_FALSE(keys_["ha-site"].empty());
+    ZobString err;
+    hadoop_ = zoHadoopCreate(&err);
+    ASSERT_NE(nullptr, hadoop_) << err.str();
+    Uri uri(getURIFromURIString(ZobString(uriOf("/", "dfs.ls.limit=50").c_str())));
+    ASSERT_NE(nullptr, uri);
+    cfg_ = hadoop_->createConfiguration(uri.get(), &err);
+    ASSERT_NE(nullptr, cfg_) << err.str();
+    hdfs_ = hadoop_->createHDFS(cfg_, &err);
+    ASSERT_NE(nullptr, hdfs_) << err.str();
+  }
+
+  void TearDown() override {
+    if (hdfs_) hdfs_->release();
+    if (cfg_) cfg_->release();
+    if (hadoop_) hadoop_->release();
+  }
+
+  // A URI on the nameservice: the HA keys come from the cluster's client file.
+  std::string uriOf(const std::string& path, const std::string& items = "") {
+    return keys_["ha"] + path + "?resource=" + keys_["ha-site"] +
+           (items.empty() ? "" : "&" + items);
+  }
+
+  // Streams `data` into `path` through the raw I/O adapter (4 MiB blocks, so
+  // that a stream crosses many), calling `atHalf` once half of it is written.
+  void writeRaw(const std::string& path, const std::string& data,
+                const std::function<void()>& atHalf = [] {}) {
+    Uri uri(getURIFromURIString(ZobString(uriOf(path, "dfs.blocksize=4194304").c_str())));
+    ZobString err;
+    RawIO io(createRawIO(uri.get(), &err));
+    ASSERT_NE(nullptr, io) << err.str();
+    int size = 0;
+    ASSERT_TRUE(io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr)) << io->getErrorMessage().str();
+    for (size_t at = 0; at < data.size(); at += kMiB) {
+      if (at == data.size() / 2) atHalf();
+      ASSERT_EQ(kMiB, io->putBytes(data.data() + at, kMiB)) << io->getErrorMessage().str();
+    }
+    ASSERT_TRUE(io->close()) << io->getErrorMessage().str();
+  }
+
+  // Reads `path` whole through the raw I/O adapter, calling `atHalf` midway.
+  std::string readRaw(const std::string& path, const std::function<void()>& atHalf = [] {}) {
+    Uri uri(getURIFromURIString(ZobString(uriOf(path).c_str())));
+    ZobString err;
+    RawIO io(createRawIO(uri.get(), &err));
+    EXPECT_NE(nullptr, io) << err.str();
+    int size = 0;
+    if (!io || !io->open(ZOB_TXTFILE_READ, 0, &size, nullptr)) return "open failed";
+    const long total = io->size();
+    std::string back;
+    for (bool called = false;;) {
+      if (!called && static_cast<long>(back.size()) >= total / 2) {
+        atHalf();
+        called = true;
+      }
+      const char* bytes = nullptr;
+      const int n = io->getBytes(&bytes, 1, kMiB);
+      if (n < 0) return "read failed after " + std::to_string(back.size()) + " bytes: " +
+                        io->getErrorMessage().str();
+      if (n == 0) break;
+      back.append(bytes, static_cast<size_t>(n));
+    }
+    io->close();
+    return back;
+  }
+
+  std::map<std::string, std::string> keys_;
+  ZOHadoop* hadoop_ = nullptr;
+  ZOHadoopCfg* cfg_ = nullptr;
+  ZOHadoopHDFS* hdfs_ = nullptr;
+};
+
+TEST_F(ClusterFaults, StreamsSurviveLostDataNodes) {
+  const std::string data = offsetBytes(64 * kMiB);
+  writeRaw("/faults/read.bin", data);
+  // Two of the three replicas of every block gone under the reader.
+  const std::string back = readRaw("/faults/read.bin", [] {
+    ASSERT_EQ("ok", control("stop-datanode 0"));
+    ASSERT_EQ("ok", control("stop-datanode 0"));
+  });
+  EXPECT_EQ("ok", control("restart-datanodes"));
+  EXPECT_TRUE(back == data) << back.substr(0, 200);
+
+  // One node of the write pipeline lost: Hadoop rebuilds the pipeline.
+  writeRaw("/faults/write.bin", data, [] { ASSERT_EQ("ok", control("stop-datanode 1")); });
+  EXPECT_EQ("ok", control("restart-datanodes"));
+  EXPECT_TRUE(readRaw("/faults/write.bin") == data);
+}
+
+TEST_F(ClusterFaults, NameNodeFailoverUnderAListingAndAnOpenFile) {
+  ASSERT_EQ("ok", control("populate /faults/many 20000"));
+  // The listing comes in batches of 50 (dfs.ls.limit), 400 calls to the
+  // NameNode: the fail-over lands among them.
+  auto failover = std::async(std::launch::async, [] {
+    const std::string answer = control("failover");
+    return std::make_pair(answer, Clock::now());
+  });
+  ZobString err;
+  ZOHadoopDirectory* dir = hdfs_->openDir(nullptr, ZobString("/faults/many"), &err);
+  const auto listed = Clock::now();
+  ASSERT_NE(nullptr, dir) << err.str();
+  long count = 0;
+  ZobString name;
+  long size = 0;
+  ZobDate date;
+  unsigned long millis = 0;
+  bool isDir = false;
+  bool readOnly = false;
+  while (dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err)) ++count;
+  dir->release();
+  EXPECT_EQ(20000, count);
+  const auto [answer, failedOver] = failover.get();
+  ASSERT_EQ("ok", answer);
+  EXPECT_LT(failedOver, listed) << "the listing ended before the fail-over: it proves nothing";
+
+  // Between two reads of one open file.
+  const std::string data = offsetBytes(8 * kMiB);
+  writeRaw("/faults/open.bin", data);
+  ZOHadoopFile* file = hdfs_->openFile(nullptr, ZobString("/faults/open.bin"),
+                                       ZOB_TXTFILE_READ, 0, 0, &err);
+  ASSERT_NE(nullptr, file) << err.str();
+  std::string back;
+  for (int n = 0;;) {
+    if (back.size() >= data.size() / 2 && n >= 0) {
+      ASSERT_EQ("ok", control("failover"));
+      n = -1;
+    }
+    const char* bytes = nullptr;
+    const int got = file->read(nullptr, &bytes, kMiB, &err);
+    ASSERT_GE(got, 0) << err.str();
+    if (got == 0) break;
+    back.append(bytes, static_cast<size_t>(got));
+  }
+  file->release();
+  EXPECT_TRUE(back == data);
+}
+
+TEST_F(ClusterFaults, SafeModeAndQuotaRefuseWritesWithTheirReason) {
+  writeRaw("/faults/kept.bin", offsetBytes(kMiB * 2));
+  ASSERT_EQ("ok", control("safemode enter"));
+  ZobString err;
+  EXPECT_FALSE(hdfs_->makeDirectory(nullptr, ZobString("/faults/in-safe-mode"), &err));
+  EXPECT_NE(std::string::npos, err.str().find("safe mode")) << err.str();
+  EXPECT_EQ(std::string::npos, err.str().find("at org.apache.hadoop")) << "a server stack trace";
+  EXPECT_TRUE(readRaw("/faults/kept.bin") == offsetBytes(kMiB * 2));
+  ASSERT_EQ("ok", control("safemode leave"));
+
+  ASSERT_TRUE(hdfs_->makeDirectory(nullptr, ZobString("/faults/quota"), &err)) << err.str();
+  ASSERT_EQ("ok", control("space-quota /faults/quota 1048576"));
+  Uri uri(getURIFromURIString(ZobString(uriOf("/faults/quota/f").c_str())));
+  RawIO io(createRawIO(uri.get(), &err));
+  ASSERT_NE(nullptr, io) << err.str();
+  int size = 0;
+  std::string why;
+  const std::string data = offsetBytes(kMiB);
+  if (!io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr) || io->putBytes(data.data(), kMiB) != kMiB ||
+      !io->close()) {
+    why = io->getErrorMessage().str();
+  }
+  EXPECT_EQ("ok", control("space-quota /faults/quota 0"));
+  EXPECT_NE(std::string::npos, why.find("quota")) << why;
+  EXPECT_NE(std::string::npos, why.find("/faults/quota")) << why;
+}
+
+// Last: it takes the whole cluster away, and brings it back.
+TEST_F(ClusterFaults, WholeClusterGoneFailsInBoundedTimeThenWorksAgain) {
+  ZobString err;
+  bool answer = false;
+  ASSERT_TRUE(hdfs_->exists(nullptr, ZobString("/faults"), &answer, &err)) << err.str();
+  ASSERT_EQ("ok", control("stop-all"));
+  const auto started = Clock::now();
+  EXPECT_FALSE(hdfs_->exists(nullptr, ZobString("/faults"), &answer, &err));
+  const auto waited = Clock::now() - started;
+  EXPECT_NE(std::string::npos, err.str().find("cannot reach the cluster")) << err.str();
+  EXPECT_NE(std::string::npos, err.str().find("Connection refused")) << err.str();
+  EXPECT_LT(waited, std::chrono::seconds(30));
+  std::printf("an operation on the stopped cluster failed after %lld ms\n",
+              static_cast<long long>(
+                  std::chrono::duration_cast<std::chrono::milliseconds>(waited).count()));
+  ASSERT_EQ("ok", control("restart-all"));
+  // The same instance, configuration and HDFS object, without a new process.
+  EXPECT_TRUE(hdfs_->exists(nullptr, ZobString("/faults/kept.bin"), &answer, &err)) << err.str();
+  EXPECT_TRUE(answer);
+}
+
+}  // namespace
