@@ -15,8 +15,13 @@ case "$action" in
     home=${2:?cluster home}; state=${3:?state directory}; shift 3
     "$0" stop "$state" 2>/dev/null || true
     rm -rf "$state"; mkdir -p "$state"
+    # Absolute, because the cluster runs in its state directory (YARN's mini
+    # cluster writes beneath its working directory) and hands its class path
+    # to the containers it starts.
+    home=$(cd "$home" && pwd); state=$(cd "$state" && pwd)
     # Its own session and no terminal: the cluster outlives this script, and
     # nothing of it holds the caller's pipes open.
+    cd "$state"
     setsid "$java" -Xmx768m -XX:+UseSerialGC -cp "$home/zox-testcluster.jar:$home/lib/*" \
       com.zorvanta.testcluster.TestCluster --dir "$state" "$@" \
       </dev/null >"$state/cluster.log" 2>&1 &

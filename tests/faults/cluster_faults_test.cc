@@ -4,15 +4,9 @@
 // through the public interfaces and the JVM bridge, on the HA nameservice; the
 // cluster is hurt through its control port, whose commands return once the
 // cluster is in the state they asked for.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <map>
@@ -23,40 +17,18 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopIO.h"
+#include "cluster_access.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 std::map<std::string, std::string> clusterKeys() {
-  std::map<std::string, std::string> keys;
-  const char* ready = std::getenv("ZOH_FAULT_CLUSTER");
-  if (ready == nullptr) return keys;
-  std::ifstream in(ready);
-  for (std::string line; std::getline(in, line);) {
-    const auto eq = line.find('=');
-    if (eq != std::string::npos) keys[line.substr(0, eq)] = line.substr(eq + 1);
-  }
-  return keys;
+  return clustertest::readyKeys("ZOH_FAULT_CLUSTER");
 }
 
-// One command on the cluster's control port; its one-line answer.
 std::string control(const std::string& command) {
-  const int port = std::atoi(clusterKeys()["control"].c_str());
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  std::string answer;
-  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-    const std::string line = command + "\n";
-    if (write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size())) {
-      for (char c; read(fd, &c, 1) == 1 && c != '\n';) answer += c;
-    }
-  }
-  close(fd);
-  return answer.empty() ? "no answer on port " + std::to_string(port) : answer;
+  return clustertest::control(clusterKeys()["control"], command);
 }
 
 // Bytes whose value depends on their offset (with a period that no block or

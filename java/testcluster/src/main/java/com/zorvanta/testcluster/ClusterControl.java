@@ -30,19 +30,22 @@ import org.apache.hadoop.hdfs.protocol.HdfsConstants;
  * space-quota PATH BYTES                   BYTES 0 clears it
  * populate DIR N                           N empty files DIR/f0 ... (made here: fast)
  * stop-all | restart-all                   every NameNode and DataNode
+ * stop-yarn                                YARN and MapReduce's servers (with --yarn)
  * active                                   the index of the active NameNode
  * </pre>
  */
 final class ClusterControl {
   private final MiniDFSCluster cluster;
   private final boolean ha;
+  private final Runnable stopYarn;
   private final ServerSocket server;
   private final List<MiniDFSCluster.DataNodeProperties> stopped = new ArrayList<>();
   private int active;
 
-  ClusterControl(MiniDFSCluster cluster, boolean ha) throws IOException {
+  ClusterControl(MiniDFSCluster cluster, boolean ha, Runnable stopYarn) throws IOException {
     this.cluster = cluster;
     this.ha = ha;
+    this.stopYarn = stopYarn;
     this.server = new ServerSocket(0, 4, InetAddress.getLoopbackAddress());
   }
 
@@ -124,6 +127,12 @@ final class ClusterControl {
           restartStopped();
           cluster.waitActive();
           waitOutOfSafeMode();
+          return "ok";
+        case "stop-yarn":
+          if (stopYarn == null) {
+            return "error: the cluster runs no YARN";
+          }
+          stopYarn.run();
           return "ok";
         case "active":
           return "ok " + active;

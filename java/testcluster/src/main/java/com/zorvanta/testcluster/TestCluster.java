@@ -166,14 +166,15 @@ public final class TestCluster {
       client.set("mapreduce.map.java.opts", "-Xmx300m");
       client.set("mapreduce.reduce.java.opts", "-Xmx300m");
       try (OutputStream out = new FileOutputStream(yarnSite)) {
-        client.writeXml(out);
+        onlySet(client).writeXml(out);
       }
     }
     File haSite = new File(dir, "ha-site.xml");
     if (ha) {
       writeHaSite(haSite, cluster, dataNodes);
     }
-    ClusterControl controller = control ? new ClusterControl(cluster, ha) : null;
+    ClusterControl controller =
+        control ? new ClusterControl(cluster, ha, mr == null ? null : mr::stop) : null;
     if (controller != null) {
       controller.serveInBackground();
     }
@@ -238,5 +239,23 @@ public final class TestCluster {
     try (OutputStream out = new FileOutputStream(file)) {
       site.writeXml(out);
     }
+  }
+
+  /**
+   * The keys a cluster's site file would hold: those set for this cluster, not
+   * Hadoop's shipped defaults (a client reading the file must still see which
+   * of its keys are at their defaults).
+   */
+  private static Configuration onlySet(Configuration all) {
+    Configuration set = new Configuration(false);
+    for (java.util.Map.Entry<String, String> e : all) {
+      String[] sources = all.getPropertySources(e.getKey());
+      boolean shipped = sources != null && sources.length > 0
+          && sources[sources.length - 1].endsWith("-default.xml");
+      if (!shipped) {
+        set.set(e.getKey(), all.getRaw(e.getKey()));
+      }
+    }
+    return set;
   }
 }

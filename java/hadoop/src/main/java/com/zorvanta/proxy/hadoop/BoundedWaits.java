@@ -25,6 +25,14 @@ final class BoundedWaits {
     // Hadoop: 15 fail-overs with sleeps growing to 15 s (minutes when every NameNode is down).
     BOUNDS.put("dfs.client.failover.max.attempts", "4");
     BOUNDS.put("dfs.client.failover.sleep.max.millis", "2000");
+    // Hadoop: a job's client waits up to 15 minutes for a lost ResourceManager, 30 s apart.
+    BOUNDS.put("yarn.resourcemanager.connect.max-wait.ms", "20000");
+    BOUNDS.put("yarn.resourcemanager.connect.retry-interval.ms", "2000");
+    // Hadoop: each status query of a job retries its application master 3 times over, each
+    // retry again through the ResourceManager (minutes when the cluster is gone).
+    BOUNDS.put("yarn.app.mapreduce.client.max-retries", "1");
+    BOUNDS.put("yarn.app.mapreduce.client-am.ipc.max-retries", "1");
+    BOUNDS.put("yarn.app.mapreduce.client-am.ipc.max-retries-on-timeouts", "1");
   }
 
   private BoundedWaits() {}
