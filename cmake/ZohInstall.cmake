@@ -25,16 +25,13 @@ foreach(lib ${ZOH_LIBRARIES})
                              $<INSTALL_INTERFACE:${ZOH_INSTALL_INCLUDEDIR}>)
 endforeach()
 
-# The bridge finds the proxy home beside itself wherever the tree moves:
-# installed, or in a copied build tree.
+# The bridge finds the proxy home beside itself wherever the installed tree
+# moves (bridge/jvm/CMakeLists.txt does the same for the build tree).
 file(RELATIVE_PATH ZOH_INSTALLED_PROXY_HOME
      ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}
      ${CMAKE_INSTALL_PREFIX}/${ZOH_INSTALL_PROXYDIR})
-file(RELATIVE_PATH ZOH_BUILD_TREE_PROXY_HOME
-     ${PROJECT_BINARY_DIR}/bridge/jvm ${ZOH_PROXY_HOME})
 target_compile_definitions(zojni_jvm PRIVATE
-                           ZOH_INSTALLED_PROXY_HOME="${ZOH_INSTALLED_PROXY_HOME}"
-                           ZOH_BUILD_TREE_PROXY_HOME="${ZOH_BUILD_TREE_PROXY_HOME}")
+                           ZOH_INSTALLED_PROXY_HOME="${ZOH_INSTALLED_PROXY_HOME}")
 
 # What a program links: the library, its runtime and the JVM bridge.
 add_library(zohadoop_program INTERFACE)

@@ -7,8 +7,8 @@ function(zoh_add_tests name)
     return()
   endif()
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gmock
-                        GTest::gtest_main Threads::Threads)
+  zoh_link_test_libs(${name} ${ARG_LIBS} GTest::gtest GTest::gmock GTest::gtest_main
+                     Threads::Threads)
   add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
   set_tests_properties(${name} PROPERTIES TIMEOUT 900)
 endfunction()
@@ -33,4 +33,40 @@ function(zoh_use_test_cluster)
   set_tests_properties(${ARGN} PROPERTIES FIXTURES_REQUIRED test_cluster)
   set_property(TEST ${ARGN} APPEND PROPERTY ENVIRONMENT
                "ZOH_TEST_CLUSTER=${ZOH_TESTCLUSTER_STATE}/cluster.env")
+endfunction()
+
+# Test programs run on test builds of the shipped libraries: the same sources
+# with ZOH_TEST_HOOKS (failure injection, leak counters), under the
+# same file names and sonames in ZOH_TEST_LIB_DIR, which the programs' run path
+# names first. The shipped libraries neither export a hook nor pay for one.
+set(ZOH_TEST_LIB_DIR ${PROJECT_BINARY_DIR}/testlib)
+set(ZOH_TEST_BUILDS OFF)
+if(ZOH_TESTING OR ZOH_FUZZ)
+  set(ZOH_TEST_BUILDS ON)
+endif()
+
+# zoh_test_variant(<variant> <shipped>): <variant>, built from <shipped>'s
+# sources, becomes its test build.
+function(zoh_test_variant variant shipped)
+  target_compile_definitions(${variant} PUBLIC ZOH_TEST_HOOKS)
+  set_target_properties(${variant} PROPERTIES OUTPUT_NAME ${shipped}
+                        LIBRARY_OUTPUT_DIRECTORY ${ZOH_TEST_LIB_DIR}
+                        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+endfunction()
+
+# zoh_link_test_libs(<target> <libs...>): links a test program, with the test
+# builds standing in for the shipped libraries that have one.
+function(zoh_link_test_libs target)
+  set(libs)
+  foreach(lib ${ARGN})
+    if(TARGET ${lib}_testing)
+      list(APPEND libs ${lib}_testing)
+    else()
+      list(APPEND libs ${lib})
+    endif()
+  endforeach()
+  target_link_libraries(${target} PRIVATE ${libs})
+  get_target_property(dir ${target} BINARY_DIR)
+  file(RELATIVE_PATH rel ${dir} ${ZOH_TEST_LIB_DIR})
+  set_property(TARGET ${target} APPEND PROPERTY BUILD_RPATH "\$ORIGIN/${rel}")
 endfunction()

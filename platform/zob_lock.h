@@ -16,9 +16,6 @@ ZOB_API int zoLockGet(ZoLockHandle lock, int wait, int count);
 ZOB_API int zoLockRelease(ZoLockHandle lock);
 ZOB_API void zoLockDestroy(ZoLockHandle lock);
 
-// Test hook: the next `count` calls of zoLockCreate return null.
-ZOB_API void zoLockTestFailCreate(int count);
-
 // Holds a platform lock for one scope.
 class ZoLockGuard {
  public:
@@ -30,3 +27,7 @@ class ZoLockGuard {
  private:
   ZoLockHandle lock_;
 };
+
+#ifdef ZOH_TEST_HOOKS
+#include "zob_test_hooks.h"
+#endif

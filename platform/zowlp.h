@@ -135,19 +135,6 @@ ZOB_API int zowlpResponse_setRowSet(zowlpResponse* response, int index,
 // A response that carries a Java error (the response of a status-4 call).
 ZOB_API zowlpResponse* zowlpResponse_createError(int code, const char* text);
 
-// ---- Test hooks --------------------------------------------------------------
-
-// The next zowlpResponse_parameters on this response fails with `status`.
-ZOB_API void zowlpResponse_testFailParameters(zowlpResponse* response, int status);
-// zowlpRowSet_nextRow fails with `status` when it would read row `rowIndex`.
-ZOB_API void zowlpRowSet_testFailNextRowAt(zowlpRowSet* rowSet, int rowIndex,
-                                           int status);
-// zowlpRowSet_addRow fails with `status` when it would add row `rowIndex`.
-ZOB_API void zowlpRowSet_testFailAddRowAt(zowlpRowSet* rowSet, int rowIndex,
-                                          int status);
-// Number of row sets and responses alive in the process (leak checks).
-ZOB_API int zowlpTestLiveObjects();
-
 }  // extern "C"
 
 // Owners for one scope.
@@ -157,3 +144,7 @@ struct ZowlpRowSetDeleter {
 struct ZowlpResponseDeleter {
   void operator()(zowlpResponse* r) const { zowlpResponse_destroy(r); }
 };
+
+#ifdef ZOH_TEST_HOOKS
+#include "zob_test_hooks.h"
+#endif

@@ -8,6 +8,7 @@ struct ZoLock {
   std::mutex mutex;
 };
 
+#ifdef ZOH_TEST_HOOKS
 namespace {
 
 // Lets tests drive the "no lock could be made" paths of their callers.
@@ -23,8 +24,13 @@ bool consumeInjectedFailure() {
 
 }  // namespace
 
+void zoLockTestFailCreate(int count) { failCreateCount.store(count < 0 ? 0 : count); }
+#endif
+
 ZoLockHandle zoLockCreate(int /*kind*/, int /*flags*/) {
+#ifdef ZOH_TEST_HOOKS
   if (consumeInjectedFailure()) return nullptr;
+#endif
   return new (std::nothrow) ZoLock;
 }
 
@@ -41,5 +47,3 @@ int zoLockRelease(ZoLockHandle lock) {
 }
 
 void zoLockDestroy(ZoLockHandle lock) { delete lock; }
-
-void zoLockTestFailCreate(int count) { failCreateCount.store(count < 0 ? 0 : count); }

@@ -28,15 +28,4 @@ TEST(ZoLockTest, ExcludesOtherThreads) {
   zoLockDestroy(lock);
 }
 
-TEST(ZoLockTest, InjectedCreateFailuresAreCountedDown) {
-  zoLockTestFailCreate(2);
-  EXPECT_EQ(nullptr, zoLockCreate(0, 0));
-  EXPECT_EQ(nullptr, zoLockCreate(0, 0));
-  ZoLockHandle lock = zoLockCreate(0, 0);
-  EXPECT_NE(nullptr, lock);
-  EXPECT_EQ(0, zoLockGet(lock, 1, 1));
-  EXPECT_EQ(0, zoLockRelease(lock));
-  zoLockDestroy(lock);
-}
-
 }  // namespace

@@ -302,32 +302,4 @@ TEST_F(WireTest, ErrorResponsesCarryCodeAndText) {
   EXPECT_EQ(0, length);
 }
 
-TEST_F(WireTest, TestHooksFailTheNamedOperation) {
-  ResponsePtr response(zowlpResponse_create(HADOOP_HDFS_MKDIR_SIG_OUT));
-  int count = 0;
-  zowlpParameter* out = nullptr;
-  zowlpResponse_testFailParameters(response.get(), 9);
-  EXPECT_EQ(9, zowlpResponse_parameters(response.get(), &count, &out));
-  EXPECT_EQ(nullptr, out);
-  EXPECT_EQ(WLP_OK, zowlpResponse_parameters(response.get(), &count, &out));
-
-  RowSetPtr rows(zowlpRowSet_create("\x0b"));
-  zowlpRowSet_testFailAddRowAt(rows.get(), 1, 8);
-  zowlpParameter p = stringRecord("a");
-  EXPECT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), &p));
-  EXPECT_EQ(8, zowlpRowSet_addRow(rows.get(), &p));
-  EXPECT_EQ(1, zowlpRowSet_getRows(rows.get()));
-  zowlpRowSet_testFailAddRowAt(rows.get(), 1, WLP_OK);
-  EXPECT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), &p));
-  EXPECT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), &p));
-
-  zowlpRowSet_testFailNextRowAt(rows.get(), 1, 7);
-  zowlpParameter* row = nullptr;
-  EXPECT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), &row));
-  EXPECT_EQ(7, zowlpRowSet_nextRow(rows.get(), &row));
-  EXPECT_EQ(nullptr, row);
-  zowlpRowSet_testFailNextRowAt(rows.get(), 1, WLP_OK);
-  EXPECT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), &row));
-}
-
 }  // namespace

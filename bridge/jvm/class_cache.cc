@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 
@@ -25,9 +26,10 @@ namespace {
 
 constexpr const char* kRuntimeJar = "lib/zox-proxy-runtime.jar";
 
-std::mutex g_mutex;
+std::mutex g_mutex;  // serializes loading; readers of loaded classes never take it
 // Lives as long as the process: its references must not be deleted during exit.
-RuntimeClasses* g_classes = nullptr;
+// Published once, complete, so that a string conversion reads it without a lock.
+std::atomic<RuntimeClasses*> g_classes{nullptr};
 std::string g_failure;
 
 // Collects lookups and reports the first one that failed.
@@ -218,25 +220,25 @@ int load(JNIEnv* env, std::string* why) {
     *why = "the natives of the Java proxy runtime could not be registered";
     return ZOJNI_ERR_JVM;
   }
-  g_classes = c.release();
+  g_classes.store(c.release(), std::memory_order_release);
   return ZOJNI_OK;
 }
 
 }  // namespace
 
 int runtimeClasses(JNIEnv* env, const RuntimeClasses** out, std::string* why) {
+  if ((*out = loadedRuntimeClasses()) != nullptr) return ZOJNI_OK;
   std::lock_guard<std::mutex> lock(g_mutex);
-  if (g_classes == nullptr) {
+  if (g_classes.load(std::memory_order_relaxed) == nullptr) {
     int status = load(env, why);
     if (status != ZOJNI_OK) return status;
   }
-  *out = g_classes;
+  *out = g_classes.load(std::memory_order_relaxed);
   return ZOJNI_OK;
 }
 
 const RuntimeClasses* loadedRuntimeClasses() {
-  std::lock_guard<std::mutex> lock(g_mutex);
-  return g_classes;
+  return g_classes.load(std::memory_order_acquire);
 }
 
 // ZOH_PROXY_HOME, else the proxy home beside this library wherever its tree

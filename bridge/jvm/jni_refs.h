@@ -8,8 +8,13 @@
 
 namespace zojni {
 
+#ifdef ZOH_TEST_HOOKS
 // Number of global references the bridge holds (a leak check for tests).
 std::atomic<int>& liveGlobalRefs();
+inline void countGlobalRef(int change) { liveGlobalRefs() += change; }
+#else
+inline void countGlobalRef(int) {}
+#endif
 
 // A local reference, deleted when the owner goes. Inside a LocalFrame this is
 // only needed in loops, where the frame alone would let references pile up.
@@ -55,7 +60,7 @@ class GlobalRef {
   GlobalRef(JNIEnv* env, jobject local) {
     if (local != nullptr) {
       ref_ = env->NewGlobalRef(local);
-      if (ref_ != nullptr) liveGlobalRefs()++;
+      if (ref_ != nullptr) countGlobalRef(1);
     }
   }
   GlobalRef(const GlobalRef&) = delete;

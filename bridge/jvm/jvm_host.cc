@@ -29,6 +29,10 @@ struct ThreadAttachment {
   bool detachAtExit = false;
   ~ThreadAttachment() {
     if (detachAtExit && g_vm != nullptr) g_vm->DetachCurrentThread();
+    // A destructor of another thread-local that runs later (a reference owner)
+    // must attach afresh, not use the env of a detached thread.
+    env = nullptr;
+    detachAtExit = false;
   }
 };
 thread_local ThreadAttachment t_attachment;
@@ -209,10 +213,12 @@ JNIEnv* attachedEnv() { return t_attachment.env; }
 
 bool bridgeAttachedThread() { return t_attachment.detachAtExit; }
 
+#ifdef ZOH_TEST_HOOKS
 std::atomic<int>& liveGlobalRefs() {
   static std::atomic<int> count{0};
   return count;
 }
+#endif
 
 void GlobalRef::reset() {
   if (ref_ == nullptr) return;
@@ -220,7 +226,7 @@ void GlobalRef::reset() {
   std::string why;
   if (currentEnv(&env, &why) == ZOJNI_OK) {
     env->DeleteGlobalRef(ref_);
-    liveGlobalRefs()--;
+    countGlobalRef(-1);
   }
   ref_ = nullptr;
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "call_scope.h"
@@ -43,6 +44,8 @@ void appendUtf8(uint32_t cp, std::string* out) {
     out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
   }
 }
+
+void freeHeapBytes(void* data) { delete[] static_cast<char*>(data); }
 
 int rowSetToJava(JNIEnv* env, const RuntimeClasses& rc, const zowlpRowSet* rows,
                  jobject* out) {
@@ -88,11 +91,19 @@ int bytesOutput(JNIEnv* env, const RuntimeClasses& rc, jobject value, CallScope*
   if (env->IsInstanceOf(value, rc.byteArrayClass.asClass())) {
     jbyteArray array = static_cast<jbyteArray>(value);
     jsize n = env->GetArrayLength(array);
-    void* data = env->GetPrimitiveArrayCritical(array, nullptr);
-    if (data == nullptr) return pendingFailure(env, ZOJNI_ERR_MEMORY);
-    int rc2 = zowlpResponse_setBytes(response, index, data, n);
-    env->ReleasePrimitiveArrayCritical(array, data, JNI_ABORT);
-    return rc2 == WLP_OK ? ZOJNI_OK : ZOJNI_ERR_MEMORY;
+    // Copied straight into a buffer the response adopts: one copy, and no
+    // allocation while the JVM holds the array for us. The NUL after the bytes
+    // matches what the response's own copies carry.
+    std::unique_ptr<char[]> copy(new (std::nothrow) char[static_cast<size_t>(n) + 1]);
+    if (!copy) return ZOJNI_ERR_MEMORY;
+    env->GetByteArrayRegion(array, 0, n, reinterpret_cast<jbyte*>(copy.get()));
+    if (env->ExceptionCheck()) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+    copy[n] = '\0';
+    if (zowlpResponse_adoptBytes(response, index, copy.get(), n, &freeHeapBytes) != WLP_OK) {
+      return ZOJNI_ERR_MEMORY;
+    }
+    copy.release();
+    return ZOJNI_OK;
   }
   if (!env->IsInstanceOf(value, rc.byteBufferClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
   char* base = static_cast<char*>(env->GetDirectBufferAddress(value));
@@ -230,8 +241,11 @@ bool javaToUtf8(JNIEnv* env, jstring text, std::string* out) {
   out->clear();
   jsize n = env->GetStringLength(text);
   if (n == 0) return true;
-  const jchar* chars = env->GetStringCritical(text, nullptr);
-  if (chars == nullptr) return false;
+  // Copied out first: the conversion below allocates as it goes, which it may
+  // not do while the JVM holds the string for us.
+  std::vector<jchar> chars(static_cast<size_t>(n));
+  env->GetStringRegion(text, 0, n, chars.data());
+  if (env->ExceptionCheck()) return false;
   out->reserve(static_cast<size_t>(n) + 8);
   for (jsize i = 0; i < n; ++i) {
     uint32_t unit = chars[i];
@@ -245,7 +259,6 @@ bool javaToUtf8(JNIEnv* env, jstring text, std::string* out) {
       appendUtf8(unit, out);
     }
   }
-  env->ReleaseStringCritical(text, chars);
   return true;
 }
 

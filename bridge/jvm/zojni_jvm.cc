@@ -13,7 +13,9 @@
 #include "proxy_loader.h"
 #include "record_conversion.h"
 #include "zojni.h"
+#ifdef ZOH_TEST_HOOKS
 #include "zojni_jvm_test.h"
+#endif
 
 #define ZOJNI_EXPORT __attribute__((visibility("default")))
 
@@ -30,7 +32,9 @@ constexpr int kErrorMessage = 2;
 constexpr jint kFrameBase = 32;
 constexpr int kInlineArgs = 16;
 
+#ifdef ZOH_TEST_HOOKS
 thread_local int t_lastCallPolls = 0;
+#endif
 
 int reportCreateFailure(int status, const std::string& why) {
   if (zojni::CreateScope* scope = zojni::CreateScope::current()) {
@@ -149,7 +153,9 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
       outputs = env->CallObjectMethodA(instance, target.id, args);
     }
   }
+#ifdef ZOH_TEST_HOOKS
   t_lastCallPolls = scope.polls();
+#endif
   if (env->ExceptionCheck()) return zojni::takeMethodException(env, *rc, response);
   return zojni::toResponse(env, *rc, static_cast<jobjectArray>(outputs), signature, &scope,
                            response);
@@ -166,8 +172,10 @@ ZOJNI_EXPORT zowlpRowSet* zojniProxyRowSetCreate(zojniProxy* proxy, const char* 
 
 ZOJNI_EXPORT void zojniProxyDestroy(zojniProxy* proxy) { delete proxy; }
 
+#ifdef ZOH_TEST_HOOKS
 ZOJNI_EXPORT int zojniJvmTestGlobalRefs() { return zojni::liveGlobalRefs().load(); }
 
 ZOJNI_EXPORT int zojniJvmTestLastCallPolls() { return t_lastCallPolls; }
+#endif
 
 }  // extern "C"

@@ -5,7 +5,7 @@
 
 #include "ZOHadoopIO.h"
 #include "hadoop_access.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 ZobDirectoryListing* createDirectoryListing(ZobIO* io, ZoHadoopURI* uri, int flags,
                                             ZobString* err) {

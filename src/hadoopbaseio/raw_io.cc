@@ -7,7 +7,7 @@
 #include "ZOHadoopIO.h"
 #include "hadoop_access.h"
 #include "zob_txtfile.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 ZobIORaw* createRawIO(ZoHadoopURI* uri, ZobString* err) {
   ZobIOHadoop* io = new (std::nothrow) ZobIOHadoop(uri);

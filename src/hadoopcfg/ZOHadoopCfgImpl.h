@@ -1,5 +1,5 @@
 // A configuration held on the Java side: key/values, resource files and a user.
-// Made by ZOHadoopImpl::createConfiguration (both forms); a child of its instance.
+// Made by the instance's createConfiguration (both forms); a child of it.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@
 #include "zo_logger.h"
 #include "zob_string.h"
 
-class ZOHadoopImpl;
+class ZohCalls;
 
 class ZOHadoopCfgImpl : public ZOHadoopCfg, public ZOHadoopObj {
  public:
-  explicit ZOHadoopCfgImpl(ZOHadoopImpl* owner);
+  explicit ZOHadoopCfgImpl(ZohCalls* owner);
 
   // ZOHadoopCfg, in slot order.
   bool addResourceFile(const ZobString& file, ZobString* err) override;
@@ -30,6 +30,9 @@ class ZOHadoopCfgImpl : public ZOHadoopCfg, public ZOHadoopObj {
 
   // Creates the Java-side configuration ("CreateConfig").
   bool init(ZobString* err);
+  // The same, then filled from a parsed Hadoop URI, with the user taken from
+  // the platform's credential store when the URI names a credential instead.
+  bool init(ZoHadoopURI* uri, ZobString* err);
   // The Java object handle that services pass to their own create calls.
   int64_t getObject() const { return javaObject_; }
   // Ends the object; `removeFromOwner` false when the owner has already
@@ -44,7 +47,7 @@ class ZOHadoopCfgImpl : public ZOHadoopCfg, public ZOHadoopObj {
   bool sendRows(const char* method, const char* columnTypes, int columns,
                 const ZobString* const* columnTexts, int count, ZobString* err);
 
-  ZOHadoopImpl* owner_;
+  ZohCalls* owner_;
   ZobString id_;
   int64_t javaObject_ = 0;
   ZoLogger_* logger_;

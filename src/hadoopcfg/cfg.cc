@@ -1,13 +1,13 @@
 // The configuration object: its Java object and the calls that fill it.
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
 #include "zob_uniq.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 namespace {
 const char kTag[] = "src/hadoopcfg";
 }  // namespace
 
-ZOHadoopCfgImpl::ZOHadoopCfgImpl(ZOHadoopImpl* owner)
+ZOHadoopCfgImpl::ZOHadoopCfgImpl(ZohCalls* owner)
     : owner_(owner), logger_(zologGetLogger("ZO.Hadoop.Configuration")) {
   char id[32];
   id_ = ZobString(np_uniq_s64(id));

@@ -7,12 +7,12 @@
 #include "zob_string.h"
 #include "zowlp.h"
 
-class ZOHadoopImpl;
+class ZohCalls;
 
 class ZOHadoopDirImpl final : public ZOHadoopDirectory, public ZOHadoopObj {
  public:
   // Takes ownership of `rows`.
-  ZOHadoopDirImpl(ZOHadoopImpl* owner, ZobString path, zowlpRowSet* rows);
+  ZOHadoopDirImpl(ZohCalls* owner, ZobString path, zowlpRowSet* rows);
   ~ZOHadoopDirImpl();
 
   // ZOHadoopDirectory, in slot order.
@@ -27,7 +27,7 @@ class ZOHadoopDirImpl final : public ZOHadoopDirectory, public ZOHadoopObj {
   const ZobString& path() const { return path_; }
 
  private:
-  ZOHadoopImpl* owner_;
+  ZohCalls* owner_;
   ZobString path_;
   zowlpRowSet* rows_;
   // The read position that getStats keeps between entries.

@@ -11,11 +11,11 @@
 #include "zob_string.h"
 #include "zowlp.h"
 
-class ZOHadoopImpl;
+class ZohCalls;
 
 class ZOHadoopFileImpl final : public ZOHadoopFile, public ZOHadoopObj {
  public:
-  ZOHadoopFileImpl(ZOHadoopImpl* owner, long javaObject, ZOHadoopHDFSMember* member);
+  ZOHadoopFileImpl(ZohCalls* owner, long javaObject, ZOHadoopHDFSMember* member);
   ~ZOHadoopFileImpl();
 
   // ZOHadoopFile, in slot order.
@@ -34,7 +34,7 @@ class ZOHadoopFileImpl final : public ZOHadoopFile, public ZOHadoopObj {
  private:
   void dropLastRead();
 
-  ZOHadoopImpl* owner_;
+  ZohCalls* owner_;
   ZobString instanceId_;
   int64_t javaObject_;
   ZobString entryName_;

@@ -9,11 +9,11 @@
 #include "zo_logger.h"
 #include "zob_string.h"
 
-class ZOHadoopImpl;
+class ZohCalls;
 
 class ZOHadoopHDFSImpl : public ZOHadoopHDFS, public ZOHadoopObj {
  public:
-  explicit ZOHadoopHDFSImpl(ZOHadoopImpl* owner);
+  explicit ZOHadoopHDFSImpl(ZohCalls* owner);
 
   // ZOHadoopHDFS, in slot order.
   bool copyFromLocal(HadoopPollStatus* poll, const ZobString& localSource,
@@ -55,7 +55,7 @@ class ZOHadoopHDFSImpl : public ZOHadoopHDFS, public ZOHadoopObj {
   // Gives up a file that was opened on the Java side but cannot be handed out.
   void closeAbandonedFile(HadoopPollStatus* poll, int64_t fileObject);
 
-  ZOHadoopImpl* owner_;
+  ZohCalls* owner_;
   ZobString instanceId_;
   int64_t javaObject_ = 0;
   ZoLogger_* logger_ = nullptr;

@@ -4,9 +4,9 @@
 
 #include "hdfs_stats.h"
 #include "hdfs_support.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
-ZOHadoopDirImpl::ZOHadoopDirImpl(ZOHadoopImpl* owner, ZobString path, zowlpRowSet* rows)
+ZOHadoopDirImpl::ZOHadoopDirImpl(ZohCalls* owner, ZobString path, zowlpRowSet* rows)
     : owner_(owner), path_(std::move(path)), rows_(rows) {
   logger_ = zologGetLogger("ZO.Hadoop.HDFS.Directory");
 }

@@ -2,9 +2,9 @@
 
 #include "hdfs_support.h"
 #include "zob_uniq.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
-ZOHadoopFileImpl::ZOHadoopFileImpl(ZOHadoopImpl* owner, long javaObject,
+ZOHadoopFileImpl::ZOHadoopFileImpl(ZohCalls* owner, long javaObject,
                                    ZOHadoopHDFSMember* member)
     : owner_(owner),
       javaObject_(javaObject),

@@ -8,11 +8,11 @@
 #include "hdfs_stats.h"
 #include "hdfs_support.h"
 #include "zob_uniq.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 #define HDFS_LOG(...) logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__, __VA_ARGS__)
 
-ZOHadoopHDFSImpl::ZOHadoopHDFSImpl(ZOHadoopImpl* owner) : owner_(owner) {
+ZOHadoopHDFSImpl::ZOHadoopHDFSImpl(ZohCalls* owner) : owner_(owner) {
   char id[32];
   instanceId_ = ZobString(np_uniq_s64(id));
   logger_ = zologGetLogger("ZO.Hadoop.HDFS");

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "hdfs_support.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 namespace {
 

@@ -15,14 +15,14 @@
 #include "zob_string.h"
 #include "zowlp.h"
 
-class ZOHadoopImpl;
+class ZohCalls;
 class ZohTextRows;
 
 #define ZOH_MR_TAG "src/hadoopmr"
 
 class ZOHadoopMRImpl : public ZOHadoopMapReduce, public ZOHadoopObj {
  public:
-  explicit ZOHadoopMRImpl(ZOHadoopImpl* instance);
+  explicit ZOHadoopMRImpl(ZohCalls* instance);
 
   // ZOHadoopMapReduce, in slot order.
   bool addInputPath(const ZobString& path, ZobString* err) override;
@@ -51,7 +51,7 @@ class ZOHadoopMRImpl : public ZOHadoopMapReduce, public ZOHadoopObj {
   bool fillPropertyRows(ZohTextRows* rows, bool deleteOutput, ZobString* err);
 
   ZOHadoopCfg* configuration_ = nullptr;
-  ZOHadoopImpl* instance_;
+  ZohCalls* instance_;
   ZobString id_;
   int64_t jobHandle_ = 0;
   ZoLogger_* logger_;

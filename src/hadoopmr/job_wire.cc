@@ -1,8 +1,8 @@
 #include "hadoopmr/job_wire.h"
 
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
-bool jobAwaitEnd(ZOHadoopImpl* owner, zojniProxy* proxy, HadoopPollStatus* poll,
+bool jobAwaitEnd(ZohCalls* owner, zojniProxy* proxy, HadoopPollStatus* poll,
                  const char* proxyName, const char* method, const char* signature,
                  int64_t handle, HadoopTextStatus* text, ZobString* err) {
   zowlpParameter param[1];

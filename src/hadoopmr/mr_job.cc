@@ -2,13 +2,13 @@
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
 #include "hadoopmr/ZOHadoopMRImpl.h"
 #include "zob_uniq.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 namespace {
 const char kProxyName[] = ZOH_HADOOP_PROXY_NAME;
 }  // namespace
 
-ZOHadoopMRImpl::ZOHadoopMRImpl(ZOHadoopImpl* instance)
+ZOHadoopMRImpl::ZOHadoopMRImpl(ZohCalls* instance)
     : instance_(instance), logger_(zologGetLogger("ZO.Hadoop.MapReduce")) {
   char buffer[32];
   id_ = ZobString(np_uniq_s64(buffer));

@@ -4,7 +4,7 @@
 
 #include "hadoopmr/ZOHadoopMRImpl.h"
 #include "hadoopmr/ZOHadoopMRProps.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // "MapReduceRun", then "MapReduceWait" blocks until the job has ended.
 #include "hadoopmr/ZOHadoopMRImpl.h"
 #include "hadoopmr/job_wire.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 namespace {
 const char kProxyName[] = ZOH_HADOOP_PROXY_NAME;

@@ -15,7 +15,7 @@
 #include "zob_string.h"
 #include "zojni.h"
 
-class ZOHadoopImpl;
+class ZohCalls;
 class ZohTextRows;
 
 #define ZOH_PIG_TAG "src/hadooppig"
@@ -25,7 +25,7 @@ class ZohTextRows;
 
 class ZOHadoopPigImpl : public ZOHadoopPig, public ZOHadoopObj {
  public:
-  explicit ZOHadoopPigImpl(ZOHadoopImpl* owner);
+  explicit ZOHadoopPigImpl(ZohCalls* owner);
 
   // ZOHadoopPig, in slot order.
   void clear() override;
@@ -57,7 +57,7 @@ class ZOHadoopPigImpl : public ZOHadoopPig, public ZOHadoopObj {
   bool buildParameterRows(ZohTextRows* rows, ZobString* err);
   bool buildJarRows(ZohTextRows* rows, ZobString* err);
 
-  ZOHadoopImpl* owner_;
+  ZohCalls* owner_;
   int64_t configObject_ = 0;
   zojniProxy* proxy_ = nullptr;
   int64_t runObject_ = 0;

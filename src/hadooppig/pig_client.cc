@@ -2,9 +2,9 @@
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "zob_uniq.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
-ZOHadoopPigImpl::ZOHadoopPigImpl(ZOHadoopImpl* owner)
+ZOHadoopPigImpl::ZOHadoopPigImpl(ZohCalls* owner)
     : owner_(owner), logger_(zologGetLogger("ZO.Hadoop.Pig")) {
   char buffer[32];
   name_ = ZobString(np_uniq_s64(buffer));

@@ -2,7 +2,7 @@
 // and answers the run's handle; "Wait" blocks until the run has ended.
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "hadoopmr/job_wire.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 void ZOHadoopPigImpl::mergeOptions(ZobConfigOptions* options) {
   if (options == nullptr) return;

@@ -1,6 +1,6 @@
 // The one call path of every service: a named method on a Java proxy, its
 // poll adapter, and the turning of a failed call into error text.
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/hadoop_calls.h"
 
 namespace {
 const char kTag[] = "src/zohadoop";
@@ -10,7 +10,7 @@ namespace {
 
 // Runs one call on an already held proxy; the lock is not taken, so calls from
 // several threads reach the bridge in parallel.
-bool invokeProxy(ZOHadoopImpl* self, zojniProxy* proxy, HadoopPollStatus* poll,
+bool invokeProxy(ZohCalls* self, zojniProxy* proxy, HadoopPollStatus* poll,
                  const char* proxyName, const char* method, const char* signature,
                  int count, zowlpParameter* params, zowlpResponse** response,
                  ZobString* err) {
@@ -32,7 +32,7 @@ bool invokeProxy(ZOHadoopImpl* self, zojniProxy* proxy, HadoopPollStatus* poll,
 
 }  // namespace
 
-bool ZOHadoopImpl::callWrapper(zojniProxy* proxy, HadoopPollStatus* poll,
+bool ZohCalls::callWrapper(zojniProxy* proxy, HadoopPollStatus* poll,
                                const char* proxyName, const char* method,
                                const char* signature, int count,
                                zowlpParameter* params, zowlpResponse** response,
@@ -45,7 +45,7 @@ bool ZOHadoopImpl::callWrapper(zojniProxy* proxy, HadoopPollStatus* poll,
                      response, err);
 }
 
-bool ZOHadoopImpl::callWrapper(HadoopPollStatus* poll, const char* proxyName,
+bool ZohCalls::callWrapper(HadoopPollStatus* poll, const char* proxyName,
                                const char* method, const char* signature, int count,
                                zowlpParameter* params, zowlpResponse** response,
                                ZobString* err) {
@@ -56,7 +56,7 @@ bool ZOHadoopImpl::callWrapper(HadoopPollStatus* poll, const char* proxyName,
                      response, err);
 }
 
-bool ZOHadoopImpl::callOutputs(zojniProxy* proxy, HadoopPollStatus* poll,
+bool ZohCalls::callOutputs(zojniProxy* proxy, HadoopPollStatus* poll,
                                const char* proxyName, const char* method,
                                const char* signature, int count, zowlpParameter* params,
                                ZohResponse* response, zowlpParameter** outputs,
@@ -71,7 +71,7 @@ bool ZOHadoopImpl::callOutputs(zojniProxy* proxy, HadoopPollStatus* poll,
   return called && response->read(signature, outputs, unreadable, err);
 }
 
-bool ZOHadoopImpl::callOnObject(zojniProxy* proxy, HadoopPollStatus* poll,
+bool ZohCalls::callOnObject(zojniProxy* proxy, HadoopPollStatus* poll,
                                 const char* proxyName, const char* method,
                                 int64_t handle, ZobString* err) {
   zowlpParameter param[1];
@@ -85,7 +85,7 @@ bool ZOHadoopImpl::callOnObject(zojniProxy* proxy, HadoopPollStatus* poll,
                            response.slot(), err);
 }
 
-void ZOHadoopImpl::releaseObject(zojniProxy* proxy, const char* proxyName,
+void ZohCalls::releaseObject(zojniProxy* proxy, const char* proxyName,
                                  const char* method, int64_t handle, ZoLogger_* logger,
                                  const char* tag, int line) {
   ZobString failure;
@@ -94,7 +94,7 @@ void ZOHadoopImpl::releaseObject(zojniProxy* proxy, const char* proxyName,
   }
 }
 
-bool ZOHadoopImpl::createObject(const char* method, bool hasCfg, int64_t cfgObject,
+bool ZohCalls::createObject(const char* method, bool hasCfg, int64_t cfgObject,
                                 int64_t* handle, const ZohUnreadable& unreadable,
                                 ZobString* err) {
   zowlpParameter param[1];
@@ -111,7 +111,7 @@ bool ZOHadoopImpl::createObject(const char* method, bool hasCfg, int64_t cfgObje
   return true;
 }
 
-void ZOHadoopImpl::buildError(const char* method, int status, zowlpResponse** response,
+void ZohCalls::buildError(const char* method, int status, zowlpResponse** response,
                               ZobString* err) {
   if (err == nullptr) return;
   if (status == ZOJNI_ERR_JAVA) {
@@ -136,13 +136,13 @@ int HadoopPollCBStatus(ZoJniPollRecord* record, int64_t done, int64_t total,
   return record->pollStatus->poll(done, total, phase) ? 1 : 0;
 }
 
-zowlpRowSet* ZOHadoopImpl::createRowSet(const char* columnTypes, ZobString* err) {
+zowlpRowSet* ZohCalls::createRowSet(const char* columnTypes, ZobString* err) {
   zowlpRowSet* rows = zojniProxyRowSetCreate(proxy_, columnTypes);
   if (rows == nullptr && err != nullptr) *err = ZOH_MESSAGE(kTag, 29, "(RowSet)");
   return rows;
 }
 
-bool ZOHadoopImpl::buildText(const zowlpRowSet* rows, ZobString* text, ZobString* err) {
+bool ZohCalls::buildText(const zowlpRowSet* rows, ZobString* text, ZobString* err) {
   const int count = zowlpRowSet_getRows(rows);
   if (count < 1) {
     *text = ZobString("", true);

@@ -1,8 +1,13 @@
-// The instance itself: factory, life cycle, properties and the child registry.
+// The instance itself: factory, life cycle, properties, the child registry and
+// the factories of its children.
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
+#include "hadoophdfs/ZOHadoopHDFSImpl.h"
+#include "hadoopmr/ZOHadoopMRImpl.h"
+#include "hadooppig/ZOHadoopPigImpl.h"
 #include "zohadoop/ZOHadoopImpl.h"
 
 namespace {
@@ -22,7 +27,7 @@ ZOHADOOP_API ZOHadoop* zoHadoopCreate(ZobString* err) {
   return instance;
 }
 
-ZOHadoopImpl::ZOHadoopImpl() : logger_(zologGetLogger("ZO.Hadoop")) {}
+ZOHadoopImpl::ZOHadoopImpl() : ZohCalls(zologGetLogger("ZO.Hadoop")) {}
 
 bool ZOHadoopImpl::init(ZobString* err) {
   lock_ = zoLockCreate(0, 0);
@@ -99,6 +104,50 @@ void ZOHadoopImpl::addObject(ZOHadoopObj* child) {
   children_.push_front(child);
 }
 
+// The pattern shared by every factory below: acquire the main proxy when asked,
+// allocate without throwing, init(initArgs..., err), and register at the front.
+// A child whose init fails is deleted and never registered.
+template <class Child, class... InitArgs>
+Child* ZOHadoopImpl::makeChild(bool acquireProxy, ZobString* err, InitArgs&&... initArgs) {
+  if (acquireProxy && !getProxy(proxyDirectory_, err)) return nullptr;
+  Child* child = new (std::nothrow) Child(this);
+  if (child == nullptr) {
+    if (err) *err = ZOH_MESSAGE(kTag, 444);
+    return nullptr;
+  }
+  if (!child->init(std::forward<InitArgs>(initArgs)..., err)) {
+    delete child;
+    return nullptr;
+  }
+  addObject(child);
+  if (err) err->setNull(false);
+  return child;
+}
+
 ZOHadoopCfg* ZOHadoopImpl::createConfiguration(ZobString* err) {
   return makeChild<ZOHadoopCfgImpl>(true, err);
+}
+
+ZOHadoopCfg* ZOHadoopImpl::createConfiguration(ZoHadoopURI* uri, ZobString* err) {
+  if (uri == nullptr) {
+    if (err) *err = ZOH_MESSAGE("src/hadoopcfg", 29, "(Hadoop URI)");
+    return nullptr;
+  }
+  if (!getProxy(uri->getProxyDirectory(), err)) return nullptr;
+  return makeChild<ZOHadoopCfgImpl>(false, err, uri);
+}
+
+ZOHadoopHDFS* ZOHadoopImpl::createHDFS(ZOHadoopCfg* cfg, ZobString* err) {
+  return makeChild<ZOHadoopHDFSImpl>(true, err, cfg);
+}
+
+// A job needs no proxy until its first run.
+ZOHadoopMapReduce* ZOHadoopImpl::createMapReduce(ZOHadoopCfg* cfg, ZobString* err) {
+  return makeChild<ZOHadoopMRImpl>(false, err, cfg);
+}
+
+// A Pig client derives its own proxy in init.
+ZOHadoopPig* ZOHadoopImpl::createPig(ZOHadoopCfg* cfg, const ZobString& proxyDirectory,
+                                     ZobString* err) {
+  return makeChild<ZOHadoopPigImpl>(false, err, cfg, proxyDirectory);
 }

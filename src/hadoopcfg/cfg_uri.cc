@@ -1,21 +1,11 @@
 // A configuration filled from a parsed Hadoop URI, with the user taken from the
 // platform's credential store when the URI names a credential instead of a user.
-#include <memory>
-#include <new>
-
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
 #include "zob_credentials.h"
-#include "zohadoop/ZOHadoopImpl.h"
+#include "zohadoop/messages.h"
 
 namespace {
 const char kTag[] = "src/hadoopcfg";
-
-// A configuration that is not yet handed out: deleting it releases its Java
-// object, which is how every failure below cleans up.
-struct HalfMadeCfgDeleter {
-  void operator()(ZOHadoopCfgImpl* cfg) const { delete cfg; }
-};
-using HalfMadeCfg = std::unique_ptr<ZOHadoopCfgImpl, HalfMadeCfgDeleter>;
 
 // Balances one successful zobSubjectAccess.
 class SubjectSession {
@@ -81,29 +71,13 @@ bool resolveUser(ZoHadoopURI* uri, ZobString* user, ZobString* password,
 
 }  // namespace
 
-ZOHadoopCfg* ZOHadoopImpl::createConfiguration(ZoHadoopURI* uri, ZobString* err) {
-  if (uri == nullptr) {
-    if (err) *err = ZOH_MESSAGE(kTag, 29, "(Hadoop URI)");
-    return nullptr;
-  }
-  if (!getProxy(uri->getProxyDirectory(), err)) return nullptr;
-
-  HalfMadeCfg cfg(new (std::nothrow) ZOHadoopCfgImpl(this));
-  if (!cfg) {
-    if (err) *err = ZOH_MESSAGE(kTag, 444);
-    return nullptr;
-  }
-  if (!cfg->init(err)) return nullptr;
-  if (!addUriResourceFiles(uri, cfg.get(), err)) return nullptr;
-  if (!setUriKeyValues(uri, cfg.get(), err)) return nullptr;
+bool ZOHadoopCfgImpl::init(ZoHadoopURI* uri, ZobString* err) {
+  if (!init(err)) return false;
+  if (!addUriResourceFiles(uri, this, err)) return false;
+  if (!setUriKeyValues(uri, this, err)) return false;
 
   ZobString user("", true);
   ZobString password("", true);
-  if (!resolveUser(uri, &user, &password, err)) return nullptr;
-  if (user.length() > 0 && !cfg->setUserPass(user, password, err)) return nullptr;
-
-  ZOHadoopCfgImpl* made = cfg.release();
-  addObject(made);
-  if (err) err->setNull(false);
-  return made;
+  if (!resolveUser(uri, &user, &password, err)) return false;
+  return user.length() == 0 || setUserPass(user, password, err);
 }
