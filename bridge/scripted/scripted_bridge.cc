@@ -1,7 +1,5 @@
 // ScriptedBridge: scripts, records, row sets and proxy destruction.
 #include "scripted_bridge.h"
-
-
 #include "scripted_state.h"
 
 ScriptedBridge::ScriptedBridge() : state_(std::make_unique<State>()) {}
@@ -138,34 +136,9 @@ std::vector<ScriptedDestruction> ScriptedBridge::destructions() const {
   return state_->destructions;
 }
 
-std::vector<ScriptedEvent> ScriptedBridge::events() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->events;
-}
-
 std::vector<std::string> ScriptedBridge::eventLog() const {
   std::lock_guard<std::mutex> lock(state_->mutex);
-  std::vector<std::string> log;
-  for (const ScriptedEvent& event : state_->events) {
-    switch (event.kind) {
-      case ScriptedEventKind::kCreate:
-        log.push_back("create " + state_->creations[event.index].proxyName);
-        break;
-      case ScriptedEventKind::kCall:
-        log.push_back("call " + state_->calls[event.index].method);
-        break;
-      case ScriptedEventKind::kRowSet:
-        log.push_back("rowset " +
-                      std::to_string(state_->rowSets[event.index].columnTypes.size()));
-        break;
-      case ScriptedEventKind::kDestroy: {
-        const ScriptedDestruction& d = state_->destructions[event.index];
-        log.push_back("destroy " + (d.wasLive ? d.proxyName : std::string("?")));
-        break;
-      }
-    }
-  }
-  return log;
+  return state_->log;
 }
 
 int ScriptedBridge::liveProxies() const {
@@ -180,19 +153,18 @@ zowlpRowSet* ScriptedBridge::createRowSet(zojniProxy* proxy, const char* columnT
   ScriptedRowSetCreation record;
   record.proxyId = state_->idOf(proxy);
   record.columnTypes = scripted_text(columnTypes);
-  record.nth = ++state_->rowSetCount;
-  if (record.proxyId != 0 && columnTypes != nullptr &&
-      state_->failingRowSets.count(record.nth) == 0) {
+  const int nth = ++state_->rowSetCount;
+  if (record.proxyId != 0 && columnTypes != nullptr && state_->failingRowSets.count(nth) == 0) {
     record.rowSet = zowlpRowSet_create(columnTypes);
   }
   if (record.rowSet) {
     for (const State::AddRowFailure& failure : state_->addRowFailures) {
-      if (failure.nthRowSet == 0 || failure.nthRowSet == record.nth) {
+      if (failure.nthRowSet == 0 || failure.nthRowSet == nth) {
         zowlpRowSet_testFailAddRowAt(record.rowSet, failure.rowIndex, failure.status);
       }
     }
   }
-  state_->events.push_back({ScriptedEventKind::kRowSet, state_->rowSets.size()});
+  state_->log.push_back("rowset " + std::to_string(record.columnTypes.size()));
   state_->rowSets.push_back(record);
   return record.rowSet;
 }
@@ -201,14 +173,12 @@ void ScriptedBridge::destroy(zojniProxy* proxy) {
   if (proxy == nullptr) return;
   std::lock_guard<std::mutex> lock(state_->mutex);
   ScriptedDestruction record;
-  record.proxy = proxy;
   auto it = state_->live.find(proxy);
   if (it != state_->live.end()) {
-    record.wasLive = true;
     record.proxyId = it->second->id;
     record.proxyName = it->second->proxyName;
     state_->live.erase(it);
   }
-  state_->events.push_back({ScriptedEventKind::kDestroy, state_->destructions.size()});
+  state_->log.push_back("destroy " + (record.proxyId ? record.proxyName : std::string("?")));
   state_->destructions.push_back(record);
 }

@@ -21,8 +21,9 @@
 //     message and succeeds;
 //   - a call answers status 0 with a response made by zowlpResponse_create(the
 //     call's signature): one output per signature code, each typed and null
-//     (present 0). This holds for the empty signature too (a response with no
-//     outputs, which the caller must destroy);
+//     (present 0). A call with the empty signature answers status 0 and no
+//     response, whatever the script lists, as the JVM bridge does for a method
+//     whose outputs nobody asked for;
 //   - zojniProxyRowSetCreate makes a real zowlpRowSet with the given columns
 //     (null, recorded, for a null or unknown proxy or columns the wire refuses).
 //
@@ -31,10 +32,7 @@
 //     null signature, null response pointer, negative count, count > 0 with null
 //     records: ZOJNI_ERR_ARGUMENT;
 //   - a signature with a code that is not a WLP_TYPE_*: ZOJNI_ERR_ARGUMENT;
-//   - an input record of an unknown type: ZOJNI_ERR_INPUT_TYPE;
-//   - a present string whose pointer is null or whose `length` differs from its
-//     strlen, present bytes with a null pointer and a length > 0, a negative
-//     length, a present row set with a null pointer: ZOJNI_ERR_ARGUMENT.
+//   - an input record that copyRecord refuses: its status.
 //
 // Thread safety: every member may be called from any thread. Scripts and
 // handlers run outside the bridge's own lock, so a handler may call back into
@@ -56,70 +54,9 @@
 #include <utility>
 #include <vector>
 
+#include "scripted_value.h"
 #include "zojni.h"
 #include "zowlp.h"
-
-// ---- Values ------------------------------------------------------------------
-
-// One typed value: the deep copy of a record the library handed over (a call
-// input or a cell of an input row set) and, the other way round, the description
-// of an output the script answers with.
-struct ScriptedValue {
-  int32_t type = 0;        // a WLP_TYPE_* code; 0 only in ScriptedValue::none()
-  bool present = false;    // false: null
-  std::string str;         // WLP_TYPE_STRING and WLP_TYPE_BYTES content
-  int32_t integer = 0;     // WLP_TYPE_INT
-  bool boolean = false;    // WLP_TYPE_BOOL (recorded as value.boolean != 0)
-  uint8_t rawBoolean = 0;  // WLP_TYPE_BOOL: the byte as sent
-  int64_t object = 0;      // WLP_TYPE_OBJECT
-  int32_t length = 0;      // the record's length field, as sent
-  // WLP_TYPE_ROWSET: the column type codes and every row, read without moving the
-  // row set's read cursor.
-  std::string columnTypes;
-  std::vector<std::vector<ScriptedValue>> rows;
-  // WLP_TYPE_ROWSET input: the row set's address, for identity checks only (it
-  // may be gone by the time a test looks).
-  const zowlpRowSet* rowSet = nullptr;
-
-  // Output row sets only: zowlpRowSet_nextRow fails with `failNextRowStatus`
-  // when it would read row `failNextRowAt` (0-based; -1: never).
-  int failNextRowAt = -1;
-  int failNextRowStatus = 0;
-
-  // Builders. Outputs beyond the ones a script lists stay null.
-  static ScriptedValue none();  // leaves the output as the response made it (null)
-  static ScriptedValue ofNull(int32_t type);
-  static ScriptedValue ofString(std::string text);
-  static ScriptedValue ofBytes(std::string data);
-  static ScriptedValue ofInt(int32_t value);
-  static ScriptedValue ofBool(bool value);
-  static ScriptedValue ofObject(int64_t handle);
-  // A row set whose columns are all WLP_TYPE_STRING; std::nullopt is a null cell.
-  // `columns` < 0 takes the width of the first row (1 when there is no row).
-  static ScriptedValue ofStringRows(
-      const std::vector<std::vector<std::optional<std::string>>>& rows,
-      int columns = -1);
-  // A row set of any column types; each row holds one value per column.
-  static ScriptedValue ofRows(std::string columnTypes,
-                                std::vector<std::vector<ScriptedValue>> rows);
-  // Copies `failNextRowAt`/`failNextRowStatus` into a row-set output.
-  ScriptedValue& failingNextRowAt(int rowIndex, int status);
-
-  // The rows of a row set as optional strings (null cells -> nullopt); cells
-  // that are not strings become their ScriptedValue::describe().
-  std::vector<std::vector<std::optional<std::string>>> stringTable() const;
-  // A short text for test failure output, e.g. `string "abc"`, `int 5`, `null 7`.
-  std::string describe() const;
-};
-
-// Equal type, presence and value of that type (rows compared cell by cell);
-// length, rawBoolean and addresses are not compared.
-bool operator==(const ScriptedValue& a, const ScriptedValue& b);
-inline bool operator!=(const ScriptedValue& a, const ScriptedValue& b) {
-  return !(a == b);
-}
-// Lets GoogleTest print values.
-void PrintTo(const ScriptedValue& value, std::ostream* os);
 
 // ---- Records -------------------------------------------------------------------
 
@@ -153,21 +90,14 @@ struct ScriptedCreation {
   zojniProxy* proxy = nullptr;   // the new proxy (null when creation failed)
   bool fromProxy = false;        // zojniProxyCreateFromProxy (base may be null)
   int baseId = 0;                // id of the base proxy (0: none or unknown)
-  const zojniProxy* base = nullptr;
   std::string jar, proxyName, className;  // "" for null pointers
-  // The option record as it was at the start of the creation, and copies of the
-  // texts it points to.
-  bool optionsGiven = false;
+  // The option record as it was at the start of the creation (zeroed when
+  // there was none), and a copy of the directory it points to.
   ZoJniOptionRecord options{};
-  std::string optionProxyName;  // *options.proxyName
-  std::string optionDirectory;  // *options.directory
-  bool messagesGiven = false;
-  ZoJniMessageRecord messages{};
+  std::string optionDirectory;
   std::vector<ScriptedOptionAsk> asks;      // in order
   std::vector<ScriptedMessage> reports;     // in order
   int status = -1;  // the status returned; -1 while the creation runs
-  // Creations are counted per proxy name since reset(); 1 for the first.
-  int nth = 0;
 };
 
 // Proxy ids number proxies in creation order over the whole process, from 1.
@@ -181,7 +111,6 @@ struct ScriptedCall {
   std::vector<ScriptedValue> inputs;  // `count` deep copies (none when records is null)
   std::vector<ScriptedPoll> polls;    // poll callbacks made, in order
   int status = -1;                    // the status returned; -1 while the call runs
-  bool responseGiven = false;         // *response was non-null on return
   // Calls are counted per method name since reset(); 1 for the first.
   int nth = 0;
 };
@@ -190,20 +119,11 @@ struct ScriptedRowSetCreation {
   int proxyId = 0;
   std::string columnTypes;
   zowlpRowSet* rowSet = nullptr;  // null when the script made it fail
-  int nth = 0;                    // counted over all row sets since reset(); 1 first
 };
 
 struct ScriptedDestruction {
   int proxyId = 0;  // 0: the pointer was not a live proxy (it is then not freed)
   std::string proxyName;
-  const zojniProxy* proxy = nullptr;
-  bool wasLive = false;
-};
-
-enum class ScriptedEventKind { kCreate, kCall, kRowSet, kDestroy };
-struct ScriptedEvent {
-  ScriptedEventKind kind;
-  std::size_t index;  // into creations(), calls(), rowSetCreations() or destructions()
 };
 
 // ---- Call scripts ------------------------------------------------------------------
@@ -228,6 +148,7 @@ struct ScriptedAnswer {
   // outputs[i] (missing ones stay null). An output whose type differs from the
   // signature's code, or more outputs than codes: ZOJNI_ERR_OUTPUT_TYPE, no
   // response (as a bridge reports a proxy method that returned the wrong thing).
+  // The empty signature takes no outputs: status 0, no response.
   static ScriptedAnswer outputs(std::vector<ScriptedValue> values);
   // Status ZOJNI_ERR_JAVA with zowlpResponse_createError(code, text).
   static ScriptedAnswer javaError(int code, std::string text);
@@ -275,7 +196,6 @@ class ScriptedGate {
   bool waitInside(int calls, std::chrono::milliseconds timeout);
   // Lets every waiting call and every later one through.
   void release();
-  int inside() const;
 
   // Used by the bridge.
   void pass();
@@ -328,7 +248,6 @@ struct ScriptedCreateScript {
   // The default asks, then `messages`, then `status`.
   static ScriptedCreateScript failing(int status = ZOJNI_ERR_CREATE,
                                       std::vector<std::pair<int, std::string>> messages = {});
-  static ScriptedCreateScript succeeding(std::vector<std::pair<int, std::string>> messages = {});
   static ScriptedCreateScript asking(std::vector<std::string> options);
   static ScriptedCreateScript from(std::function<int(ScriptedCreateContext&)> handler);
 };
@@ -382,7 +301,6 @@ class ScriptedBridge {
   std::vector<std::string> methodsCalled() const;  // every call's method, in order
   std::vector<ScriptedRowSetCreation> rowSetCreations() const;
   std::vector<ScriptedDestruction> destructions() const;
-  std::vector<ScriptedEvent> events() const;
   // One line per event: "create <proxy name>", "call <method>",
   // "rowset <column count>", "destroy <proxy name>" (proxy name "?" for a
   // pointer that was not live).

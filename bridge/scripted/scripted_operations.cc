@@ -2,9 +2,57 @@
 // scripts on the caller's thread.
 #include "scripted_bridge.h"
 #include "scripted_state.h"
-#include "scripted_wire.h"
 
 namespace {
+
+// A WLP_* status.
+int setOutput(zowlpResponse* response, int index, const ScriptedValue& value) {
+  switch (value.type) {
+    case WLP_TYPE_STRING:
+      return zowlpResponse_setString(response, index, value.str.c_str(),
+                                     static_cast<int>(value.str.size()));
+    case WLP_TYPE_BYTES:
+      return zowlpResponse_setBytes(response, index, value.str.data(),
+                                    static_cast<int>(value.str.size()));
+    case WLP_TYPE_BOOL:
+      return zowlpResponse_setBool(response, index, value.boolean);
+    case WLP_TYPE_INT:
+      return zowlpResponse_setInt(response, index, value.integer);
+    case WLP_TYPE_OBJECT:
+      return zowlpResponse_setObject(response, index, value.object);
+    default: {  // WLP_TYPE_ROWSET
+      zowlpRowSet* rowSet = nullptr;
+      const int built = buildRowSet(value, &rowSet);
+      if (built != ZOJNI_OK) return built == ZOJNI_ERR_MEMORY ? WLP_ERR_MEMORY : WLP_ERR_TYPE;
+      const int status = zowlpResponse_setRowSet(response, index, rowSet);
+      if (status != WLP_OK) zowlpRowSet_destroy(rowSet);  // else the response adopted it
+      return status;
+    }
+  }
+}
+
+// A response of `signature` with `values` set in order: ZOJNI_OK, or
+// ZOJNI_ERR_OUTPUT_TYPE when a value does not fit its output, or
+// ZOJNI_ERR_MEMORY; *response is null on failure and for the empty signature.
+int buildResponse(const std::string& signature, const std::vector<ScriptedValue>& values,
+                  zowlpResponse** out) {
+  *out = nullptr;
+  if (signature.empty()) return ZOJNI_OK;
+  if (values.size() > signature.size()) return ZOJNI_ERR_OUTPUT_TYPE;
+  std::unique_ptr<zowlpResponse, ZowlpResponseDeleter> response(
+      zowlpResponse_create(signature.c_str()));
+  if (!response) return ZOJNI_ERR_MEMORY;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const ScriptedValue& value = values[i];
+    if (value.type != static_cast<unsigned char>(signature[i])) return ZOJNI_ERR_OUTPUT_TYPE;
+    if (!value.present) continue;
+    const int status = setOutput(response.get(), static_cast<int>(i), value);
+    if (status == WLP_ERR_MEMORY) return ZOJNI_ERR_MEMORY;
+    if (status != WLP_OK) return ZOJNI_ERR_OUTPUT_TYPE;
+  }
+  *out = response.release();
+  return ZOJNI_OK;
+}
 
 const ScriptedCreateScript* pickCreateScript(const ScriptedBridge::State& state,
                                              const std::string& proxyName, int nth) {
@@ -33,7 +81,11 @@ int checkCallArguments(const char* method, const char* signature, int count,
       (count > 0 && params == nullptr)) {
     return ZOJNI_ERR_ARGUMENT;
   }
-  if (!scripted_wire::isValidTypeList(signature)) return ZOJNI_ERR_ARGUMENT;
+  // A signature is the caller's own argument: a code no bridge knows in it is
+  // a malformed argument, not an output the method got wrong.
+  for (const char* code = signature; *code != '\0'; ++code) {
+    if (!zowlpIsKnownType(static_cast<unsigned char>(*code))) return ZOJNI_ERR_ARGUMENT;
+  }
   return ZOJNI_OK;
 }
 
@@ -43,10 +95,10 @@ int materialise(const ScriptedAnswer& answer, const std::string& signature,
   *response = nullptr;
   switch (answer.kind) {
     case ScriptedAnswer::Kind::kOutputs:
-      return scripted_wire::buildResponse(signature, answer.values, response);
+      return buildResponse(signature, answer.values, response);
     case ScriptedAnswer::Kind::kUnreadable: {
-      const int status = scripted_wire::buildResponse(signature, answer.values, response);
-      if (status == ZOJNI_OK) zowlpResponse_testFailParameters(*response, answer.statusCode);
+      const int status = buildResponse(signature, answer.values, response);
+      if (*response) zowlpResponse_testFailParameters(*response, answer.statusCode);
       return status;
     }
     case ScriptedAnswer::Kind::kJavaError:
@@ -76,19 +128,12 @@ int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
   if (out) *out = nullptr;
   ScriptedCreation record;
   record.fromProxy = fromProxy;
-  record.base = base;
   record.jar = scripted_text(jar);
   record.proxyName = scripted_text(proxyName);
   record.className = scripted_text(className);
   if (options) {
-    record.optionsGiven = true;
     record.options = *options;
-    record.optionProxyName = scripted_text(options->proxyName);
     record.optionDirectory = scripted_text(options->directory);
-  }
-  if (messages) {
-    record.messagesGiven = true;
-    record.messages = *messages;
   }
 
   ScriptedCreateScript script;
@@ -97,14 +142,13 @@ int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
   {
     std::lock_guard<std::mutex> lock(state_->mutex);
     record.baseId = state_->idOf(base);
-    record.nth = ++state_->createCounts[record.proxyName];
-    if (const ScriptedCreateScript* found =
-            pickCreateScript(*state_, record.proxyName, record.nth)) {
+    const int nth = ++state_->createCounts[record.proxyName];
+    if (const ScriptedCreateScript* found = pickCreateScript(*state_, record.proxyName, nth)) {
       script = *found;
     }
     generation = state_->generation;
     index = state_->creations.size();
-    state_->events.push_back({ScriptedEventKind::kCreate, index});
+    state_->log.push_back("create " + record.proxyName);
     state_->creations.push_back(record);
   }
 
@@ -163,7 +207,7 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
   if (params != nullptr) {
     for (int i = 0; i < count; ++i) {
       ScriptedValue value;
-      const int copied = scripted_wire::copyRecord(params[i], &value);
+      const int copied = copyRecord(params[i], &value);
       if (status == ZOJNI_OK) status = copied;
       record.inputs.push_back(std::move(value));
     }
@@ -185,7 +229,7 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
     if (gateIt != state_->gates.end()) gate = gateIt->second;
     generation = state_->generation;
     index = state_->calls.size();
-    state_->events.push_back({ScriptedEventKind::kCall, index});
+    state_->log.push_back("call " + record.method);
     state_->calls.push_back(record);
   }
 
@@ -205,7 +249,6 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
   }
 
   record.status = status;
-  record.responseGiven = built != nullptr;
   std::lock_guard<std::mutex> lock(state_->mutex);
   if (generation == state_->generation && index < state_->calls.size()) {
     state_->calls[index] = std::move(record);

@@ -112,13 +112,6 @@ ScriptedCreateScript ScriptedCreateScript::failing(
   return script;
 }
 
-ScriptedCreateScript ScriptedCreateScript::succeeding(
-    std::vector<std::pair<int, std::string>> messages) {
-  ScriptedCreateScript script;
-  script.messages = std::move(messages);
-  return script;
-}
-
 ScriptedCreateScript ScriptedCreateScript::asking(std::vector<std::string> options) {
   ScriptedCreateScript script;
   script.askOptions = std::move(options);
@@ -143,11 +136,6 @@ void ScriptedGate::release() {
   std::lock_guard<std::mutex> lock(mutex_);
   released_ = true;
   changed_.notify_all();
-}
-
-int ScriptedGate::inside() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return inside_;
 }
 
 void ScriptedGate::pass() {

@@ -21,7 +21,7 @@ struct ScriptedBridge::State {
   std::vector<ScriptedCall> calls;
   std::vector<ScriptedRowSetCreation> rowSets;
   std::vector<ScriptedDestruction> destructions;
-  std::vector<ScriptedEvent> events;
+  std::vector<std::string> log;  // eventLog()
 
   std::map<std::string, ScriptedAnswer> answers;
   std::map<std::pair<std::string, int>, ScriptedAnswer> nthAnswers;
@@ -58,7 +58,7 @@ struct ScriptedBridge::State {
     calls.clear();
     rowSets.clear();
     destructions.clear();
-    events.clear();
+    log.clear();
     answers.clear();
     nthAnswers.clear();
     unscripted.reset();
