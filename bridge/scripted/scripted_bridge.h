@@ -1,43 +1,23 @@
 // ScriptedBridge: the Java bridge of unit tests. It implements the zojni*
 // functions without a JVM: every proxy creation, call, row-set creation and
 // proxy destruction is recorded (with deep copies of what the library handed
-// over), and every answer comes from a script that the test sets up.
-//
-// Typical use:
+// over), and every answer comes from a script that the test sets up:
 //
 //   ScriptedBridge& bridge = ScriptedBridge::instance();
 //   bridge.reset();
 //   bridge.answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(17)}));
-//   bridge.answer("HDFSExists", ScriptedAnswer::javaError(3, "no such path"));
 //   ... run library code ...
-//   ScriptedCall call = *bridge.lastCallTo("CfgSetUser");
-//   EXPECT_EQ(call.inputs[1].str, "alice");
-//   EXPECT_THAT(bridge.eventLog(),
-//               ElementsAre("create HadoopClient", "call CreateConfig", ...));
+//   EXPECT_EQ(bridge.lastCallTo("CfgSetUser")->inputs[1].str, "alice");
 //
-// Defaults, when nothing is scripted:
-//   - a proxy creation asks the option callback for "JAVA_PROXY/DIRECTORY" and
-//     then "JAVA_PROXY/HAS_GETVERSION" (as the JVM bridge does), reports no
-//     message and succeeds;
-//   - a call answers status 0 with a response made by zowlpResponse_create(the
-//     call's signature): one output per signature code, each typed and null
-//     (present 0). A call with the empty signature answers status 0 and no
-//     response, whatever the script lists, as the JVM bridge does for a method
-//     whose outputs nobody asked for;
-//   - zojniProxyRowSetCreate makes a real zowlpRowSet with the given columns
-//     (null, recorded, for a null or unknown proxy or columns the wire refuses).
+// Unscripted, a creation asks "JAVA_PROXY/DIRECTORY" and
+// "JAVA_PROXY/HAS_GETVERSION" (as the JVM bridge does) and succeeds, and a
+// call answers status 0 with null outputs of its signature (no response for
+// the empty signature). Calls are checked as the contract suite requires of
+// every bridge before any script runs, and recorded even when refused.
 //
-// Checks the bridge makes before any script runs (each recorded like any call):
-//   - null or unknown (never created, or already destroyed) proxy, null method,
-//     null signature, null response pointer, negative count, count > 0 with null
-//     records: ZOJNI_ERR_ARGUMENT;
-//   - a signature with a code that is not a WLP_TYPE_*: ZOJNI_ERR_ARGUMENT;
-//   - an input record that copyRecord refuses: its status.
-//
-// Thread safety: every member may be called from any thread. Scripts and
-// handlers run outside the bridge's own lock, so a handler may call back into
-// the bridge (for instance to read the records) and calls from several threads
-// run side by side.
+// Every member may be called from any thread. Scripts run outside the
+// bridge's lock, so a handler may call back into the bridge and calls from
+// several threads run side by side.
 #pragma once
 
 #include <chrono>
@@ -170,9 +150,8 @@ struct ScriptedAnswer {
 // What a handler sees of the call it answers.
 class ScriptedCallContext {
  public:
-  ScriptedCallContext(const ScriptedCall& call, ZoJniPollRecord* pollRecord,
-                      std::function<void(const ScriptedPoll&)> recordPoll)
-      : call_(call), pollRecord_(pollRecord), recordPoll_(std::move(recordPoll)) {}
+  ScriptedCallContext(ScriptedCall& call, ZoJniPollRecord* pollRecord)
+      : call_(call), pollRecord_(pollRecord) {}
 
   // The recorded call: inputs are deep copies, safe to keep.
   const ScriptedCall& call() const { return call_; }
@@ -182,9 +161,8 @@ class ScriptedCallContext {
   int poll(int64_t done, int64_t total, const char* phase);
 
  private:
-  const ScriptedCall& call_;
+  ScriptedCall& call_;
   ZoJniPollRecord* pollRecord_;
-  std::function<void(const ScriptedPoll&)> recordPoll_;
 };
 
 // Blocks calls of one method inside the bridge (after they are recorded, before
@@ -212,11 +190,8 @@ class ScriptedGate {
 class ScriptedCreateContext {
  public:
   ScriptedCreateContext(ScriptedCreation& creation, ZoJniOptionRecord* options,
-                        ZoJniMessageRecord* messages,
-                        std::function<void(const ScriptedOptionAsk&)> recordAsk,
-                        std::function<void(const ScriptedMessage&)> recordReport)
-      : creation_(creation), options_(options), messages_(messages),
-        recordAsk_(std::move(recordAsk)), recordReport_(std::move(recordReport)) {}
+                        ZoJniMessageRecord* messages)
+      : creation_(creation), options_(options), messages_(messages) {}
 
   // The creation as recorded so far (jar, class, proxy name, records).
   const ScriptedCreation& creation() const { return creation_; }
@@ -231,23 +206,17 @@ class ScriptedCreateContext {
   ScriptedCreation& creation_;
   ZoJniOptionRecord* options_;
   ZoJniMessageRecord* messages_;
-  std::function<void(const ScriptedOptionAsk&)> recordAsk_;
-  std::function<void(const ScriptedMessage&)> recordReport_;
 };
 
+// How a creation goes: runs on the calling thread and returns the status
+// (non-zero: the creation fails and *out is set to null).
 struct ScriptedCreateScript {
-  // The options asked, in order, then the messages reported, then the status
-  // returned (non-zero: creation fails and *out is set to null).
-  std::vector<std::string> askOptions{"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION"};
-  std::vector<std::pair<int, std::string>> messages;
-  int status = ZOJNI_OK;
-  // When set it replaces the three fields above: it runs on the calling thread and
-  // returns the status.
   std::function<int(ScriptedCreateContext&)> handler;
 
-  // The default asks, then `messages`, then `status`.
+  // Asks the two options of the default, reports `messages`, returns `status`.
   static ScriptedCreateScript failing(int status = ZOJNI_ERR_CREATE,
                                       std::vector<std::pair<int, std::string>> messages = {});
+  // Asks these options and succeeds.
   static ScriptedCreateScript asking(std::vector<std::string> options);
   static ScriptedCreateScript from(std::function<int(ScriptedCreateContext&)> handler);
 };
@@ -321,12 +290,42 @@ class ScriptedBridge {
   ScriptedBridge(const ScriptedBridge&) = delete;
   ScriptedBridge& operator=(const ScriptedBridge&) = delete;
 
-  // The bridge's inside (records, scripts, live proxies); opaque to tests.
-  struct State;
-
  private:
-  ScriptedBridge();
+  ScriptedBridge() = default;
   ~ScriptedBridge();
+  int idOf(const zojniProxy* proxy) const;
 
-  std::unique_ptr<State> state_;
+  mutable std::mutex mutex_;
+  // Bumped by reset(): work that started before it must not write into the
+  // fresh records.
+  uint64_t generation_ = 0;
+
+  struct Records {
+    std::vector<ScriptedCreation> creations;
+    std::vector<ScriptedCall> calls;
+    std::vector<ScriptedRowSetCreation> rowSets;
+    std::vector<ScriptedDestruction> destructions;
+    std::vector<std::string> log;
+    std::map<std::string, int> callCounts, createCounts;
+    int rowSetCount = 0;
+  } records_;
+
+  struct AddRowFailure {
+    int nthRowSet, rowIndex, status;
+  };
+  struct Scripts {
+    std::map<std::string, ScriptedAnswer> answers;
+    std::map<std::pair<std::string, int>, ScriptedAnswer> nthAnswers;
+    std::optional<ScriptedAnswer> unscripted;
+    std::map<std::string, std::shared_ptr<ScriptedGate>> gates;
+    std::optional<ScriptedCreateScript> createForAll;
+    std::map<std::string, ScriptedCreateScript> createByName;
+    std::map<std::pair<std::string, int>, ScriptedCreateScript> createNth;
+    std::set<int> failingRowSets;
+    std::vector<AddRowFailure> addRowFailures;
+  } scripts_;
+
+  // Over the whole process: proxies outlive reset().
+  std::map<const zojniProxy*, std::unique_ptr<zojniProxy>> live_;
+  int nextProxyId_ = 1;
 };
