@@ -59,16 +59,11 @@ MessageLog::MessageLog() {
   record_.errorText = &errorText_;
 }
 
-std::vector<Message> MessageLog::messages() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return messages_;
-}
-
 std::string MessageLog::text(int type) const {
   std::lock_guard<std::mutex> lock(mutex_);
   std::string all;
-  for (const Message& message : messages_) {
-    if (message.type == type) all += message.text + "\n";
+  for (const auto& message : messages_) {
+    if (message.first == type) all += message.second + "\n";
   }
   return all;
 }
@@ -76,7 +71,7 @@ std::string MessageLog::text(int type) const {
 int MessageLog::report(ZoJniMessageRecord* record, int messageType, const char* text) {
   auto* self = static_cast<MessageLog*>(record->instance);
   std::lock_guard<std::mutex> lock(self->mutex_);
-  self->messages_.push_back({messageType, text ? text : ""});
+  self->messages_.emplace_back(messageType, text ? text : "");
   return 0;
 }
 

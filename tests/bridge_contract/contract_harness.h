@@ -55,11 +55,6 @@ class OptionAnswers {
   std::string buffer_;  // the text of the last answer, kept for the bridge to copy
 };
 
-struct Message {
-  int type;
-  std::string text;
-};
-
 class MessageLog {
  public:
   MessageLog();
@@ -67,7 +62,6 @@ class MessageLog {
   MessageLog& operator=(const MessageLog&) = delete;
 
   ZoJniMessageRecord* record() { return &record_; }
-  std::vector<Message> messages() const;
   // The texts of the messages of this type, one a line.
   std::string text(int type) const;
 
@@ -77,7 +71,7 @@ class MessageLog {
   ZoJniMessageRecord record_{};
   ZobString errorText_;
   mutable std::mutex mutex_;
-  std::vector<Message> messages_;
+  std::vector<std::pair<int, std::string>> messages_;
 };
 
 struct PollSeen {
