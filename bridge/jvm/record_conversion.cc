@@ -281,15 +281,19 @@ int toJava(JNIEnv* env, const RuntimeClasses& rc, const zowlpParameter& record,
                                          static_cast<jint>(record.value.integer));
       break;
     case WLP_TYPE_STRING: {
-      const char* text = record.value.string != nullptr ? record.value.string : "";
-      size_t length = record.length >= 0 ? static_cast<size_t>(record.length) : std::strlen(text);
-      if (record.value.string == nullptr) length = 0;
-      *out = newJavaString(env, text, length);
+      // A text that its length disagrees with is refused, not guessed at; the
+      // NUL is looked for no further than one past the length.
+      const size_t length = static_cast<size_t>(record.length);
+      if (record.value.string == nullptr || record.length < 0 ||
+          strnlen(record.value.string, length + 1) != length) {
+        return ZOJNI_ERR_ARGUMENT;
+      }
+      *out = newJavaString(env, record.value.string, length);
       break;
     }
     case WLP_TYPE_BYTES: {
       if (record.length < 0 || (record.value.bytes == nullptr && record.length > 0)) {
-        return ZOJNI_ERR_INPUT_TYPE;
+        return ZOJNI_ERR_ARGUMENT;
       }
       static char empty = 0;
       void* data = record.length > 0 ? const_cast<void*>(record.value.bytes) : &empty;
@@ -300,7 +304,7 @@ int toJava(JNIEnv* env, const RuntimeClasses& rc, const zowlpParameter& record,
       break;
     }
     case WLP_TYPE_ROWSET:
-      if (record.value.rowSet == nullptr) return ZOJNI_OK;
+      if (record.value.rowSet == nullptr) return ZOJNI_ERR_ARGUMENT;
       return rowSetToJava(env, rc, record.value.rowSet, out);
   }
   if (*out == nullptr || env->ExceptionCheck()) {

@@ -27,7 +27,8 @@ jstring newJavaString(JNIEnv* env, const char* utf8, size_t length);
 bool javaToUtf8(JNIEnv* env, jstring text, std::string* out);
 
 // One input record as a Java value (a new local reference, or null). Status
-// ZOJNI_OK, ZOJNI_ERR_INPUT_TYPE or ZOJNI_ERR_MEMORY.
+// ZOJNI_OK, ZOJNI_ERR_INPUT_TYPE, ZOJNI_ERR_ARGUMENT (a malformed present
+// value) or ZOJNI_ERR_MEMORY.
 int toJava(JNIEnv* env, const RuntimeClasses& rc, const zowlpParameter& record,
            jobject* out);
 

@@ -105,7 +105,7 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
     inputCodes.push_back(static_cast<char>(params[i].type));
   }
   for (const char* s = signature; *s != '\0'; ++s) {
-    if (!zojni::isWireType(*s)) return ZOJNI_ERR_OUTPUT_TYPE;
+    if (!zojni::isWireType(*s)) return ZOJNI_ERR_ARGUMENT;
   }
   JNIEnv* env = nullptr;
   std::string why;

@@ -1,10 +1,112 @@
-// ScriptedBridge: scripts, records, row sets and proxy destruction.
+// ScriptedBridge: the four bridge operations, the records they leave and the
+// choice of script for each.
 #include "scripted_bridge.h"
 
+// The proxy handle the scripted bridge hands out.
+struct zojniProxy {
+  int id = 0;
+  std::string proxyName;
+};
 
-#include "scripted_state.h"
+namespace {
 
-ScriptedBridge::ScriptedBridge() : state_(std::make_unique<State>()) {}
+using Lock = std::lock_guard<std::mutex>;
+
+std::string text(const char* text) { return text ? std::string(text) : std::string(); }
+
+// The first of the three keys that has a script.
+template <typename Script>
+const Script* pick(const std::map<std::pair<std::string, int>, Script>& byNth,
+                   const std::map<std::string, Script>& byName,
+                   const std::optional<Script>& forAll, const std::string& name, int nth) {
+  auto nthIt = byNth.find({name, nth});
+  if (nthIt != byNth.end()) return &nthIt->second;
+  auto nameIt = byName.find(name);
+  if (nameIt != byName.end()) return &nameIt->second;
+  return forAll ? &*forAll : nullptr;
+}
+
+// A WLP_* status.
+int setOutput(zowlpResponse* response, int index, const ScriptedValue& value) {
+  switch (value.type) {
+    case WLP_TYPE_STRING:
+      return zowlpResponse_setString(response, index, value.str.c_str(),
+                                     static_cast<int>(value.str.size()));
+    case WLP_TYPE_BYTES:
+      return zowlpResponse_setBytes(response, index, value.str.data(),
+                                    static_cast<int>(value.str.size()));
+    case WLP_TYPE_BOOL: return zowlpResponse_setBool(response, index, value.boolean);
+    case WLP_TYPE_INT: return zowlpResponse_setInt(response, index, value.integer);
+    case WLP_TYPE_OBJECT: return zowlpResponse_setObject(response, index, value.object);
+    default: {  // WLP_TYPE_ROWSET
+      zowlpRowSet* rowSet = nullptr;
+      const int built = buildRowSet(value, &rowSet);
+      if (built != ZOJNI_OK) return built == ZOJNI_ERR_MEMORY ? WLP_ERR_MEMORY : WLP_ERR_TYPE;
+      const int status = zowlpResponse_setRowSet(response, index, rowSet);
+      if (status != WLP_OK) zowlpRowSet_destroy(rowSet);  // else the response adopted it
+      return status;
+    }
+  }
+}
+
+// A response of `signature` with `values` set in order: ZOJNI_OK, or
+// ZOJNI_ERR_OUTPUT_TYPE when a value does not fit its output, or
+// ZOJNI_ERR_MEMORY; *response is null on failure and for the empty signature.
+int buildResponse(const std::string& signature, const std::vector<ScriptedValue>& values,
+                  zowlpResponse** out) {
+  if (signature.empty()) return ZOJNI_OK;
+  if (values.size() > signature.size()) return ZOJNI_ERR_OUTPUT_TYPE;
+  std::unique_ptr<zowlpResponse, ZowlpResponseDeleter> response(
+      zowlpResponse_create(signature.c_str()));
+  if (!response) return ZOJNI_ERR_MEMORY;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const ScriptedValue& value = values[i];
+    if (value.type != static_cast<unsigned char>(signature[i])) return ZOJNI_ERR_OUTPUT_TYPE;
+    if (!value.present) continue;
+    const int status = setOutput(response.get(), static_cast<int>(i), value);
+    if (status != WLP_OK) return status == WLP_ERR_MEMORY ? ZOJNI_ERR_MEMORY : ZOJNI_ERR_OUTPUT_TYPE;
+  }
+  *out = response.release();
+  return ZOJNI_OK;
+}
+
+// Turns a (non-handler) answer into a status and a response.
+int materialise(const ScriptedAnswer& answer, const std::string& signature,
+                zowlpResponse** response) {
+  switch (answer.kind) {
+    case ScriptedAnswer::Kind::kOutputs:
+      return buildResponse(signature, answer.values, response);
+    case ScriptedAnswer::Kind::kUnreadable: {
+      const int status = buildResponse(signature, answer.values, response);
+      if (*response) zowlpResponse_testFailParameters(*response, answer.statusCode);
+      return status;
+    }
+    case ScriptedAnswer::Kind::kJavaError:
+      *response = zowlpResponse_createError(answer.errorCode, answer.errorText.c_str());
+      return *response ? ZOJNI_ERR_JAVA : ZOJNI_ERR_MEMORY;
+    case ScriptedAnswer::Kind::kStatus: return answer.statusCode;
+    case ScriptedAnswer::Kind::kNoResponse: return ZOJNI_OK;
+    default: return ZOJNI_ERR_ARGUMENT;  // a handler that answered with a handler
+  }
+}
+
+// The checks every bridge makes before it looks at the proxy or the inputs.
+int checkCallArguments(const char* method, const char* signature, int count,
+                       const zowlpParameter* params, zowlpResponse** response) {
+  if (method == nullptr || signature == nullptr || response == nullptr || count < 0 ||
+      (count > 0 && params == nullptr)) {
+    return ZOJNI_ERR_ARGUMENT;
+  }
+  // A signature is the caller's own argument: a code no bridge knows in it is
+  // a malformed argument, not an output the method got wrong.
+  for (const char* code = signature; *code != '\0'; ++code) {
+    if (!zowlpIsKnownType(static_cast<unsigned char>(*code))) return ZOJNI_ERR_ARGUMENT;
+  }
+  return ZOJNI_OK;
+}
+
+}  // namespace
+
 ScriptedBridge::~ScriptedBridge() = default;
 
 ScriptedBridge& ScriptedBridge::instance() {
@@ -14,33 +116,38 @@ ScriptedBridge& ScriptedBridge::instance() {
   return *bridge;
 }
 
+int ScriptedBridge::idOf(const zojniProxy* proxy) const {
+  auto it = live_.find(proxy);
+  return it == live_.end() ? 0 : it->second->id;
+}
+
 void ScriptedBridge::reset() {
-  std::map<std::string, std::shared_ptr<ScriptedGate>> gates;
+  Scripts old;
   {
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    gates = state_->gates;
-    state_->clearRecordsAndScripts();
+    Lock lock(mutex_);
+    ++generation_;
+    records_ = Records();
+    std::swap(old, scripts_);
   }
-  for (auto& entry : gates) entry.second->release();
+  for (auto& entry : old.gates) entry.second->release();
 }
 
 // ---- Scripts -------------------------------------------------------------------
 
 void ScriptedBridge::answer(const std::string& method, ScriptedAnswer answer) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->answers[method] = std::move(answer);
+  Lock lock(mutex_);
+  scripts_.answers[method] = std::move(answer);
 }
 
 void ScriptedBridge::answerNth(const std::string& method, int nth, ScriptedAnswer answer) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->nthAnswers[{method, nth}] = std::move(answer);
+  Lock lock(mutex_);
+  scripts_.nthAnswers[{method, nth}] = std::move(answer);
 }
 
 void ScriptedBridge::answerSequence(const std::string& method,
                                     std::vector<ScriptedAnswer> answers) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
   for (std::size_t i = 0; i < answers.size(); ++i) {
-    state_->nthAnswers[{method, static_cast<int>(i) + 1}] = std::move(answers[i]);
+    answerNth(method, static_cast<int>(i) + 1, std::move(answers[i]));
   }
 }
 
@@ -49,166 +156,248 @@ void ScriptedBridge::handle(const std::string& method, ScriptedHandler handler) 
 }
 
 void ScriptedBridge::answerUnscripted(ScriptedAnswer answer) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->unscripted = std::move(answer);
+  Lock lock(mutex_);
+  scripts_.unscripted = std::move(answer);
 }
 
 std::shared_ptr<ScriptedGate> ScriptedBridge::gate(const std::string& method) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  std::shared_ptr<ScriptedGate>& gate = state_->gates[method];
+  Lock lock(mutex_);
+  std::shared_ptr<ScriptedGate>& gate = scripts_.gates[method];
   if (!gate) gate = std::make_shared<ScriptedGate>();
   return gate;
 }
 
 void ScriptedBridge::onCreate(ScriptedCreateScript script) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->createForAll = std::move(script);
+  Lock lock(mutex_);
+  scripts_.createForAll = std::move(script);
 }
 
 void ScriptedBridge::onCreate(const std::string& proxyName, ScriptedCreateScript script) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->createByName[proxyName] = std::move(script);
+  Lock lock(mutex_);
+  scripts_.createByName[proxyName] = std::move(script);
 }
 
 void ScriptedBridge::onCreateNth(const std::string& proxyName, int nth,
                                  ScriptedCreateScript script) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->createNth[{proxyName, nth}] = std::move(script);
+  Lock lock(mutex_);
+  scripts_.createNth[{proxyName, nth}] = std::move(script);
 }
 
 void ScriptedBridge::failRowSetCreate(int nth) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->failingRowSets.insert(nth);
+  Lock lock(mutex_);
+  scripts_.failingRowSets.insert(nth);
 }
 
 void ScriptedBridge::failAddRowAt(int nthRowSet, int rowIndex, int status) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  state_->addRowFailures.push_back({nthRowSet, rowIndex, status});
+  Lock lock(mutex_);
+  scripts_.addRowFailures.push_back({nthRowSet, rowIndex, status});
 }
 
 // ---- Records -------------------------------------------------------------------
 
 std::vector<ScriptedCreation> ScriptedBridge::creations() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->creations;
+  Lock lock(mutex_);
+  return records_.creations;
 }
 
 std::vector<ScriptedCall> ScriptedBridge::calls() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->calls;
+  Lock lock(mutex_);
+  return records_.calls;
 }
 
 std::vector<ScriptedCall> ScriptedBridge::callsTo(const std::string& method) const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
   std::vector<ScriptedCall> found;
-  for (const ScriptedCall& call : state_->calls) {
-    if (call.method == method) found.push_back(call);
+  for (ScriptedCall& call : calls()) {
+    if (call.method == method) found.push_back(std::move(call));
   }
   return found;
 }
 
 std::optional<ScriptedCall> ScriptedBridge::lastCallTo(const std::string& method) const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  for (auto it = state_->calls.rbegin(); it != state_->calls.rend(); ++it) {
-    if (it->method == method) return *it;
-  }
-  return std::nullopt;
+  std::vector<ScriptedCall> found = callsTo(method);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.back());
 }
 
 int ScriptedBridge::callCount(const std::string& method) const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  auto it = state_->callCounts.find(method);
-  return it == state_->callCounts.end() ? 0 : it->second;
+  Lock lock(mutex_);
+  auto it = records_.callCounts.find(method);
+  return it == records_.callCounts.end() ? 0 : it->second;
 }
 
 std::vector<std::string> ScriptedBridge::methodsCalled() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
   std::vector<std::string> methods;
-  for (const ScriptedCall& call : state_->calls) methods.push_back(call.method);
+  for (const ScriptedCall& call : calls()) methods.push_back(call.method);
   return methods;
 }
 
 std::vector<ScriptedRowSetCreation> ScriptedBridge::rowSetCreations() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->rowSets;
+  Lock lock(mutex_);
+  return records_.rowSets;
 }
 
 std::vector<ScriptedDestruction> ScriptedBridge::destructions() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->destructions;
-}
-
-std::vector<ScriptedEvent> ScriptedBridge::events() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->events;
+  Lock lock(mutex_);
+  return records_.destructions;
 }
 
 std::vector<std::string> ScriptedBridge::eventLog() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  std::vector<std::string> log;
-  for (const ScriptedEvent& event : state_->events) {
-    switch (event.kind) {
-      case ScriptedEventKind::kCreate:
-        log.push_back("create " + state_->creations[event.index].proxyName);
-        break;
-      case ScriptedEventKind::kCall:
-        log.push_back("call " + state_->calls[event.index].method);
-        break;
-      case ScriptedEventKind::kRowSet:
-        log.push_back("rowset " +
-                      std::to_string(state_->rowSets[event.index].columnTypes.size()));
-        break;
-      case ScriptedEventKind::kDestroy: {
-        const ScriptedDestruction& d = state_->destructions[event.index];
-        log.push_back("destroy " + (d.wasLive ? d.proxyName : std::string("?")));
-        break;
-      }
-    }
-  }
-  return log;
+  Lock lock(mutex_);
+  return records_.log;
 }
 
 int ScriptedBridge::liveProxies() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return static_cast<int>(state_->live.size());
+  Lock lock(mutex_);
+  return static_cast<int>(live_.size());
 }
 
-// ---- Row sets and destruction ---------------------------------------------------
+// ---- The bridge operations ----------------------------------------------------------
+
+int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
+                           const char* proxyName, const char* className,
+                           ZoJniOptionRecord* options, ZoJniMessageRecord* messages,
+                           zojniProxy** out) {
+  // Creations are serialized per process, as in the JVM bridge: the option
+  // callbacks of two creations never interleave.
+  static std::recursive_mutex creationLock;
+  std::lock_guard<std::recursive_mutex> serial(creationLock);
+  if (out) *out = nullptr;
+  ScriptedCreation record;
+  record.fromProxy = fromProxy;
+  record.jar = text(jar);
+  record.proxyName = text(proxyName);
+  record.className = text(className);
+  if (options) {
+    record.options = *options;
+    record.optionDirectory = text(options->directory);
+  }
+  ScriptedCreateScript script = ScriptedCreateScript::asking(
+      {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION"});
+  uint64_t generation = 0;
+  std::size_t index = 0;
+  {
+    Lock lock(mutex_);
+    record.baseId = idOf(base);
+    const int nth = ++records_.createCounts[record.proxyName];
+    if (const ScriptedCreateScript* found = pick(scripts_.createNth, scripts_.createByName,
+                                                 scripts_.createForAll, record.proxyName, nth)) {
+      script = *found;
+    }
+    generation = generation_;
+    index = records_.creations.size();
+    records_.log.push_back("create " + record.proxyName);
+    records_.creations.push_back(record);
+  }
+
+  int status = ZOJNI_ERR_ARGUMENT;
+  if (jar != nullptr && proxyName != nullptr && className != nullptr && out != nullptr) {
+    ScriptedCreateContext context(record, options, messages);
+    status = script.handler(context);
+  }
+
+  Lock lock(mutex_);
+  if (status == ZOJNI_OK) {
+    auto proxy = std::make_unique<zojniProxy>();
+    proxy->id = nextProxyId_++;
+    proxy->proxyName = record.proxyName;
+    record.proxyId = proxy->id;
+    record.proxy = proxy.get();
+    *out = proxy.get();
+    live_[proxy.get()] = std::move(proxy);
+  }
+  record.status = status;
+  if (generation == generation_) records_.creations[index] = std::move(record);
+  return status;
+}
+
+int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* proxyName,
+                         const char* method, const char* signature, int count,
+                         zowlpParameter* params, zowlpResponse** response) {
+  if (response) *response = nullptr;
+  ScriptedCall record;
+  record.proxy = proxy;
+  record.pollGiven = poll != nullptr;
+  record.pollValue = poll ? poll->value : 0;
+  record.proxyName = text(proxyName);
+  record.method = text(method);
+  record.signature = text(signature);
+  record.count = count;
+
+  int status = checkCallArguments(method, signature, count, params, response);
+  // The inputs are copied even when the call is refused: a test wants to see
+  // what a faulty caller sent.
+  for (int i = 0; params != nullptr && i < count; ++i) {
+    record.inputs.emplace_back();
+    const int copied = copyRecord(params[i], &record.inputs.back());
+    if (status == ZOJNI_OK) status = copied;
+  }
+
+  ScriptedAnswer answer = ScriptedAnswer::outputs({});
+  std::shared_ptr<ScriptedGate> gate;
+  uint64_t generation = 0;
+  std::size_t index = 0;
+  {
+    Lock lock(mutex_);
+    record.proxyId = idOf(proxy);
+    if (record.proxyId == 0 && status == ZOJNI_OK) status = ZOJNI_ERR_ARGUMENT;
+    record.nth = ++records_.callCounts[record.method];
+    if (const ScriptedAnswer* found = pick(scripts_.nthAnswers, scripts_.answers,
+                                           scripts_.unscripted, record.method, record.nth)) {
+      answer = *found;
+    }
+    auto gateIt = scripts_.gates.find(record.method);
+    if (gateIt != scripts_.gates.end()) gate = gateIt->second;
+    generation = generation_;
+    index = records_.calls.size();
+    records_.log.push_back("call " + record.method);
+    records_.calls.push_back(record);
+  }
+
+  if (status == ZOJNI_OK) {
+    if (gate) gate->pass();
+    ScriptedCallContext context(record, poll);
+    if (answer.kind == ScriptedAnswer::Kind::kHandler) answer = answer.handler(context);
+    for (const ScriptedPoll& planned : answer.polls) {
+      context.poll(planned.done, planned.total, planned.phase ? planned.phase->c_str() : nullptr);
+    }
+    status = materialise(answer, record.signature, response);
+  }
+
+  record.status = status;
+  Lock lock(mutex_);
+  if (generation == generation_) records_.calls[index] = std::move(record);
+  return status;
+}
 
 zowlpRowSet* ScriptedBridge::createRowSet(zojniProxy* proxy, const char* columnTypes) {
-  std::lock_guard<std::mutex> lock(state_->mutex);
+  Lock lock(mutex_);
   ScriptedRowSetCreation record;
-  record.proxyId = state_->idOf(proxy);
-  record.columnTypes = scripted_text(columnTypes);
-  record.nth = ++state_->rowSetCount;
-  if (record.proxyId != 0 && columnTypes != nullptr &&
-      state_->failingRowSets.count(record.nth) == 0) {
+  record.proxyId = idOf(proxy);
+  record.columnTypes = text(columnTypes);
+  const int nth = ++records_.rowSetCount;
+  if (record.proxyId != 0 && columnTypes != nullptr && scripts_.failingRowSets.count(nth) == 0) {
     record.rowSet = zowlpRowSet_create(columnTypes);
   }
-  if (record.rowSet) {
-    for (const State::AddRowFailure& failure : state_->addRowFailures) {
-      if (failure.nthRowSet == 0 || failure.nthRowSet == record.nth) {
-        zowlpRowSet_testFailAddRowAt(record.rowSet, failure.rowIndex, failure.status);
-      }
+  for (const AddRowFailure& failure : scripts_.addRowFailures) {
+    if (record.rowSet && (failure.nthRowSet == 0 || failure.nthRowSet == nth)) {
+      zowlpRowSet_testFailAddRowAt(record.rowSet, failure.rowIndex, failure.status);
     }
   }
-  state_->events.push_back({ScriptedEventKind::kRowSet, state_->rowSets.size()});
-  state_->rowSets.push_back(record);
+  records_.log.push_back("rowset " + std::to_string(record.columnTypes.size()));
+  records_.rowSets.push_back(record);
   return record.rowSet;
 }
 
 void ScriptedBridge::destroy(zojniProxy* proxy) {
   if (proxy == nullptr) return;
-  std::lock_guard<std::mutex> lock(state_->mutex);
+  Lock lock(mutex_);
   ScriptedDestruction record;
-  record.proxy = proxy;
-  auto it = state_->live.find(proxy);
-  if (it != state_->live.end()) {
-    record.wasLive = true;
+  auto it = live_.find(proxy);
+  if (it != live_.end()) {
     record.proxyId = it->second->id;
     record.proxyName = it->second->proxyName;
-    state_->live.erase(it);
+    live_.erase(it);
   }
-  state_->events.push_back({ScriptedEventKind::kDestroy, state_->destructions.size()});
-  state_->destructions.push_back(record);
+  records_.log.push_back("destroy " + (record.proxyId ? record.proxyName : std::string("?")));
+  records_.destructions.push_back(record);
 }

@@ -1,45 +1,23 @@
 // ScriptedBridge: the Java bridge of unit tests. It implements the zojni*
 // functions without a JVM: every proxy creation, call, row-set creation and
 // proxy destruction is recorded (with deep copies of what the library handed
-// over), and every answer comes from a script that the test sets up.
-//
-// Typical use:
+// over), and every answer comes from a script that the test sets up:
 //
 //   ScriptedBridge& bridge = ScriptedBridge::instance();
 //   bridge.reset();
 //   bridge.answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(17)}));
-//   bridge.answer("HDFSExists", ScriptedAnswer::javaError(3, "no such path"));
 //   ... run library code ...
-//   ScriptedCall call = *bridge.lastCallTo("CfgSetUser");
-//   EXPECT_EQ(call.inputs[1].str, "alice");
-//   EXPECT_THAT(bridge.eventLog(),
-//               ElementsAre("create HadoopClient", "call CreateConfig", ...));
+//   EXPECT_EQ(bridge.lastCallTo("CfgSetUser")->inputs[1].str, "alice");
 //
-// Defaults, when nothing is scripted:
-//   - a proxy creation asks the option callback for "JAVA_PROXY/DIRECTORY" and
-//     then "JAVA_PROXY/HAS_GETVERSION" (as the JVM bridge does), reports no
-//     message and succeeds;
-//   - a call answers status 0 with a response made by zowlpResponse_create(the
-//     call's signature): one output per signature code, each typed and null
-//     (present 0). This holds for the empty signature too (a response with no
-//     outputs, which the caller must destroy);
-//   - zojniProxyRowSetCreate makes a real zowlpRowSet with the given columns
-//     (null, recorded, for a null or unknown proxy or columns the wire refuses).
+// Unscripted, a creation asks "JAVA_PROXY/DIRECTORY" and
+// "JAVA_PROXY/HAS_GETVERSION" (as the JVM bridge does) and succeeds, and a
+// call answers status 0 with null outputs of its signature (no response for
+// the empty signature). Calls are checked as the contract suite requires of
+// every bridge before any script runs, and recorded even when refused.
 //
-// Checks the bridge makes before any script runs (each recorded like any call):
-//   - null or unknown (never created, or already destroyed) proxy, null method,
-//     null signature, null response pointer, negative count, count > 0 with null
-//     records: ZOJNI_ERR_ARGUMENT;
-//   - a signature with a code that is not a WLP_TYPE_*: ZOJNI_ERR_ARGUMENT;
-//   - an input record of an unknown type: ZOJNI_ERR_INPUT_TYPE;
-//   - a present string whose pointer is null or whose `length` differs from its
-//     strlen, present bytes with a null pointer and a length > 0, a negative
-//     length, a present row set with a null pointer: ZOJNI_ERR_ARGUMENT.
-//
-// Thread safety: every member may be called from any thread. Scripts and
-// handlers run outside the bridge's own lock, so a handler may call back into
-// the bridge (for instance to read the records) and calls from several threads
-// run side by side.
+// Every member may be called from any thread. Scripts run outside the
+// bridge's lock, so a handler may call back into the bridge and calls from
+// several threads run side by side.
 #pragma once
 
 #include <chrono>
@@ -56,70 +34,9 @@
 #include <utility>
 #include <vector>
 
+#include "scripted_value.h"
 #include "zojni.h"
 #include "zowlp.h"
-
-// ---- Values ------------------------------------------------------------------
-
-// One typed value: the deep copy of a record the library handed over (a call
-// input or a cell of an input row set) and, the other way round, the description
-// of an output the script answers with.
-struct ScriptedValue {
-  int32_t type = 0;        // a WLP_TYPE_* code; 0 only in ScriptedValue::none()
-  bool present = false;    // false: null
-  std::string str;         // WLP_TYPE_STRING and WLP_TYPE_BYTES content
-  int32_t integer = 0;     // WLP_TYPE_INT
-  bool boolean = false;    // WLP_TYPE_BOOL (recorded as value.boolean != 0)
-  uint8_t rawBoolean = 0;  // WLP_TYPE_BOOL: the byte as sent
-  int64_t object = 0;      // WLP_TYPE_OBJECT
-  int32_t length = 0;      // the record's length field, as sent
-  // WLP_TYPE_ROWSET: the column type codes and every row, read without moving the
-  // row set's read cursor.
-  std::string columnTypes;
-  std::vector<std::vector<ScriptedValue>> rows;
-  // WLP_TYPE_ROWSET input: the row set's address, for identity checks only (it
-  // may be gone by the time a test looks).
-  const zowlpRowSet* rowSet = nullptr;
-
-  // Output row sets only: zowlpRowSet_nextRow fails with `failNextRowStatus`
-  // when it would read row `failNextRowAt` (0-based; -1: never).
-  int failNextRowAt = -1;
-  int failNextRowStatus = 0;
-
-  // Builders. Outputs beyond the ones a script lists stay null.
-  static ScriptedValue none();  // leaves the output as the response made it (null)
-  static ScriptedValue ofNull(int32_t type);
-  static ScriptedValue ofString(std::string text);
-  static ScriptedValue ofBytes(std::string data);
-  static ScriptedValue ofInt(int32_t value);
-  static ScriptedValue ofBool(bool value);
-  static ScriptedValue ofObject(int64_t handle);
-  // A row set whose columns are all WLP_TYPE_STRING; std::nullopt is a null cell.
-  // `columns` < 0 takes the width of the first row (1 when there is no row).
-  static ScriptedValue ofStringRows(
-      const std::vector<std::vector<std::optional<std::string>>>& rows,
-      int columns = -1);
-  // A row set of any column types; each row holds one value per column.
-  static ScriptedValue ofRows(std::string columnTypes,
-                                std::vector<std::vector<ScriptedValue>> rows);
-  // Copies `failNextRowAt`/`failNextRowStatus` into a row-set output.
-  ScriptedValue& failingNextRowAt(int rowIndex, int status);
-
-  // The rows of a row set as optional strings (null cells -> nullopt); cells
-  // that are not strings become their ScriptedValue::describe().
-  std::vector<std::vector<std::optional<std::string>>> stringTable() const;
-  // A short text for test failure output, e.g. `string "abc"`, `int 5`, `null 7`.
-  std::string describe() const;
-};
-
-// Equal type, presence and value of that type (rows compared cell by cell);
-// length, rawBoolean and addresses are not compared.
-bool operator==(const ScriptedValue& a, const ScriptedValue& b);
-inline bool operator!=(const ScriptedValue& a, const ScriptedValue& b) {
-  return !(a == b);
-}
-// Lets GoogleTest print values.
-void PrintTo(const ScriptedValue& value, std::ostream* os);
 
 // ---- Records -------------------------------------------------------------------
 
@@ -153,21 +70,14 @@ struct ScriptedCreation {
   zojniProxy* proxy = nullptr;   // the new proxy (null when creation failed)
   bool fromProxy = false;        // zojniProxyCreateFromProxy (base may be null)
   int baseId = 0;                // id of the base proxy (0: none or unknown)
-  const zojniProxy* base = nullptr;
   std::string jar, proxyName, className;  // "" for null pointers
-  // The option record as it was at the start of the creation, and copies of the
-  // texts it points to.
-  bool optionsGiven = false;
+  // The option record as it was at the start of the creation (zeroed when
+  // there was none), and a copy of the directory it points to.
   ZoJniOptionRecord options{};
-  std::string optionProxyName;  // *options.proxyName
-  std::string optionDirectory;  // *options.directory
-  bool messagesGiven = false;
-  ZoJniMessageRecord messages{};
+  std::string optionDirectory;
   std::vector<ScriptedOptionAsk> asks;      // in order
   std::vector<ScriptedMessage> reports;     // in order
   int status = -1;  // the status returned; -1 while the creation runs
-  // Creations are counted per proxy name since reset(); 1 for the first.
-  int nth = 0;
 };
 
 // Proxy ids number proxies in creation order over the whole process, from 1.
@@ -181,7 +91,6 @@ struct ScriptedCall {
   std::vector<ScriptedValue> inputs;  // `count` deep copies (none when records is null)
   std::vector<ScriptedPoll> polls;    // poll callbacks made, in order
   int status = -1;                    // the status returned; -1 while the call runs
-  bool responseGiven = false;         // *response was non-null on return
   // Calls are counted per method name since reset(); 1 for the first.
   int nth = 0;
 };
@@ -190,20 +99,11 @@ struct ScriptedRowSetCreation {
   int proxyId = 0;
   std::string columnTypes;
   zowlpRowSet* rowSet = nullptr;  // null when the script made it fail
-  int nth = 0;                    // counted over all row sets since reset(); 1 first
 };
 
 struct ScriptedDestruction {
   int proxyId = 0;  // 0: the pointer was not a live proxy (it is then not freed)
   std::string proxyName;
-  const zojniProxy* proxy = nullptr;
-  bool wasLive = false;
-};
-
-enum class ScriptedEventKind { kCreate, kCall, kRowSet, kDestroy };
-struct ScriptedEvent {
-  ScriptedEventKind kind;
-  std::size_t index;  // into creations(), calls(), rowSetCreations() or destructions()
 };
 
 // ---- Call scripts ------------------------------------------------------------------
@@ -228,6 +128,7 @@ struct ScriptedAnswer {
   // outputs[i] (missing ones stay null). An output whose type differs from the
   // signature's code, or more outputs than codes: ZOJNI_ERR_OUTPUT_TYPE, no
   // response (as a bridge reports a proxy method that returned the wrong thing).
+  // The empty signature takes no outputs: status 0, no response.
   static ScriptedAnswer outputs(std::vector<ScriptedValue> values);
   // Status ZOJNI_ERR_JAVA with zowlpResponse_createError(code, text).
   static ScriptedAnswer javaError(int code, std::string text);
@@ -249,9 +150,8 @@ struct ScriptedAnswer {
 // What a handler sees of the call it answers.
 class ScriptedCallContext {
  public:
-  ScriptedCallContext(const ScriptedCall& call, ZoJniPollRecord* pollRecord,
-                      std::function<void(const ScriptedPoll&)> recordPoll)
-      : call_(call), pollRecord_(pollRecord), recordPoll_(std::move(recordPoll)) {}
+  ScriptedCallContext(ScriptedCall& call, ZoJniPollRecord* pollRecord)
+      : call_(call), pollRecord_(pollRecord) {}
 
   // The recorded call: inputs are deep copies, safe to keep.
   const ScriptedCall& call() const { return call_; }
@@ -261,9 +161,8 @@ class ScriptedCallContext {
   int poll(int64_t done, int64_t total, const char* phase);
 
  private:
-  const ScriptedCall& call_;
+  ScriptedCall& call_;
   ZoJniPollRecord* pollRecord_;
-  std::function<void(const ScriptedPoll&)> recordPoll_;
 };
 
 // Blocks calls of one method inside the bridge (after they are recorded, before
@@ -275,7 +174,6 @@ class ScriptedGate {
   bool waitInside(int calls, std::chrono::milliseconds timeout);
   // Lets every waiting call and every later one through.
   void release();
-  int inside() const;
 
   // Used by the bridge.
   void pass();
@@ -292,11 +190,8 @@ class ScriptedGate {
 class ScriptedCreateContext {
  public:
   ScriptedCreateContext(ScriptedCreation& creation, ZoJniOptionRecord* options,
-                        ZoJniMessageRecord* messages,
-                        std::function<void(const ScriptedOptionAsk&)> recordAsk,
-                        std::function<void(const ScriptedMessage&)> recordReport)
-      : creation_(creation), options_(options), messages_(messages),
-        recordAsk_(std::move(recordAsk)), recordReport_(std::move(recordReport)) {}
+                        ZoJniMessageRecord* messages)
+      : creation_(creation), options_(options), messages_(messages) {}
 
   // The creation as recorded so far (jar, class, proxy name, records).
   const ScriptedCreation& creation() const { return creation_; }
@@ -311,24 +206,17 @@ class ScriptedCreateContext {
   ScriptedCreation& creation_;
   ZoJniOptionRecord* options_;
   ZoJniMessageRecord* messages_;
-  std::function<void(const ScriptedOptionAsk&)> recordAsk_;
-  std::function<void(const ScriptedMessage&)> recordReport_;
 };
 
+// How a creation goes: runs on the calling thread and returns the status
+// (non-zero: the creation fails and *out is set to null).
 struct ScriptedCreateScript {
-  // The options asked, in order, then the messages reported, then the status
-  // returned (non-zero: creation fails and *out is set to null).
-  std::vector<std::string> askOptions{"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION"};
-  std::vector<std::pair<int, std::string>> messages;
-  int status = ZOJNI_OK;
-  // When set it replaces the three fields above: it runs on the calling thread and
-  // returns the status.
   std::function<int(ScriptedCreateContext&)> handler;
 
-  // The default asks, then `messages`, then `status`.
+  // Asks the two options of the default, reports `messages`, returns `status`.
   static ScriptedCreateScript failing(int status = ZOJNI_ERR_CREATE,
                                       std::vector<std::pair<int, std::string>> messages = {});
-  static ScriptedCreateScript succeeding(std::vector<std::pair<int, std::string>> messages = {});
+  // Asks these options and succeeds.
   static ScriptedCreateScript asking(std::vector<std::string> options);
   static ScriptedCreateScript from(std::function<int(ScriptedCreateContext&)> handler);
 };
@@ -382,7 +270,6 @@ class ScriptedBridge {
   std::vector<std::string> methodsCalled() const;  // every call's method, in order
   std::vector<ScriptedRowSetCreation> rowSetCreations() const;
   std::vector<ScriptedDestruction> destructions() const;
-  std::vector<ScriptedEvent> events() const;
   // One line per event: "create <proxy name>", "call <method>",
   // "rowset <column count>", "destroy <proxy name>" (proxy name "?" for a
   // pointer that was not live).
@@ -403,12 +290,42 @@ class ScriptedBridge {
   ScriptedBridge(const ScriptedBridge&) = delete;
   ScriptedBridge& operator=(const ScriptedBridge&) = delete;
 
-  // The bridge's inside (records, scripts, live proxies); opaque to tests.
-  struct State;
-
  private:
-  ScriptedBridge();
+  ScriptedBridge() = default;
   ~ScriptedBridge();
+  int idOf(const zojniProxy* proxy) const;
 
-  std::unique_ptr<State> state_;
+  mutable std::mutex mutex_;
+  // Bumped by reset(): work that started before it must not write into the
+  // fresh records.
+  uint64_t generation_ = 0;
+
+  struct Records {
+    std::vector<ScriptedCreation> creations;
+    std::vector<ScriptedCall> calls;
+    std::vector<ScriptedRowSetCreation> rowSets;
+    std::vector<ScriptedDestruction> destructions;
+    std::vector<std::string> log;
+    std::map<std::string, int> callCounts, createCounts;
+    int rowSetCount = 0;
+  } records_;
+
+  struct AddRowFailure {
+    int nthRowSet, rowIndex, status;
+  };
+  struct Scripts {
+    std::map<std::string, ScriptedAnswer> answers;
+    std::map<std::pair<std::string, int>, ScriptedAnswer> nthAnswers;
+    std::optional<ScriptedAnswer> unscripted;
+    std::map<std::string, std::shared_ptr<ScriptedGate>> gates;
+    std::optional<ScriptedCreateScript> createForAll;
+    std::map<std::string, ScriptedCreateScript> createByName;
+    std::map<std::pair<std::string, int>, ScriptedCreateScript> createNth;
+    std::set<int> failingRowSets;
+    std::vector<AddRowFailure> addRowFailures;
+  } scripts_;
+
+  // Over the whole process: proxies outlive reset().
+  std::map<const zojniProxy*, std::unique_ptr<zojniProxy>> live_;
+  int nextProxyId_ = 1;
 };

@@ -67,7 +67,7 @@ int ScriptedCallContext::poll(int64_t done, int64_t total, const char* phase) {
   poll.total = total;
   if (phase) poll.phase = std::string(phase);
   poll.answer = pollRecord_->callback(pollRecord_, done, total, phase);
-  recordPoll_(poll);
+  call_.polls.push_back(poll);
   return poll.answer;
 }
 
@@ -88,7 +88,7 @@ ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
       ask.terminated = value[length] == '\0';
     }
   }
-  recordAsk_(ask);
+  creation_.asks.push_back(ask);
   return ask;
 }
 
@@ -98,7 +98,7 @@ int ScriptedCreateContext::report(int type, const std::string& text) {
   message.type = type;
   message.text = text;
   message.result = messages_->callback(messages_, type, text.c_str());
-  recordReport_(message);
+  creation_.reports.push_back(message);
   return message.result;
 }
 
@@ -106,23 +106,19 @@ int ScriptedCreateContext::report(int type, const std::string& text) {
 
 ScriptedCreateScript ScriptedCreateScript::failing(
     int status, std::vector<std::pair<int, std::string>> messages) {
-  ScriptedCreateScript script;
-  script.status = status;
-  script.messages = std::move(messages);
-  return script;
-}
-
-ScriptedCreateScript ScriptedCreateScript::succeeding(
-    std::vector<std::pair<int, std::string>> messages) {
-  ScriptedCreateScript script;
-  script.messages = std::move(messages);
-  return script;
+  return from([status, messages](ScriptedCreateContext& context) {
+    context.askOption("JAVA_PROXY/DIRECTORY");
+    context.askOption("JAVA_PROXY/HAS_GETVERSION");
+    for (const auto& message : messages) context.report(message.first, message.second);
+    return status;
+  });
 }
 
 ScriptedCreateScript ScriptedCreateScript::asking(std::vector<std::string> options) {
-  ScriptedCreateScript script;
-  script.askOptions = std::move(options);
-  return script;
+  return from([options](ScriptedCreateContext& context) {
+    for (const std::string& name : options) context.askOption(name);
+    return static_cast<int>(ZOJNI_OK);
+  });
 }
 
 ScriptedCreateScript ScriptedCreateScript::from(
@@ -143,11 +139,6 @@ void ScriptedGate::release() {
   std::lock_guard<std::mutex> lock(mutex_);
   released_ = true;
   changed_.notify_all();
-}
-
-int ScriptedGate::inside() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return inside_;
 }
 
 void ScriptedGate::pass() {

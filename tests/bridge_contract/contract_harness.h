@@ -1,19 +1,19 @@
-// The caller's side of the bridge contract tests: callback records that answer
-// and remember, input records that own their texts, and outputs read back
-// through the protocol's read operations only (as the library reads them).
+// The caller's side of the bridge tests, shared by the contract suite and the
+// JVM bridge's own tests: callback records that answer and remember, and
+// outputs read back as ScriptedValues through the protocol's read operations
+// only (as the library reads them).
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "scripted_value.h"
 #include "zob_string.h"
 #include "zojni.h"
 #include "zowlp.h"
@@ -55,11 +55,6 @@ class OptionAnswers {
   std::string buffer_;  // the text of the last answer, kept for the bridge to copy
 };
 
-struct Message {
-  int type;
-  std::string text;
-};
-
 class MessageLog {
  public:
   MessageLog();
@@ -67,7 +62,8 @@ class MessageLog {
   MessageLog& operator=(const MessageLog&) = delete;
 
   ZoJniMessageRecord* record() { return &record_; }
-  std::vector<Message> messages() const;
+  // The texts of the messages of this type, one a line.
+  std::string text(int type) const;
 
  private:
   static int report(ZoJniMessageRecord* record, int messageType, const char* text);
@@ -75,7 +71,7 @@ class MessageLog {
   ZoJniMessageRecord record_{};
   ZobString errorText_;
   mutable std::mutex mutex_;
-  std::vector<Message> messages_;
+  std::vector<std::pair<int, std::string>> messages_;
 };
 
 struct PollSeen {
@@ -100,63 +96,11 @@ class PollScript {
   std::vector<PollSeen> seen_;
 };
 
-// Input records for one call. The texts and bytes are owned here and stay put
-// until the Inputs die.
-class Inputs {
- public:
-  Inputs& bytes(const std::string& data);
-  Inputs& boolean(bool value);
-  Inputs& integer(int32_t value);
-  Inputs& object(int64_t handle);
-  Inputs& string(const std::string& text);
-  Inputs& rowSet(zowlpRowSet* rowSet);
-  Inputs& null(int32_t type);
-  // A record of any type code with no value (for type checks).
-  Inputs& raw(int32_t type);
+// Every output of a response, row sets read with zowlpRowSet_nextRow. An
+// output no bridge may give (one that copyRecord refuses) is a test failure.
+std::vector<ScriptedValue> readOutputs(zowlpResponse* response);
 
-  int count() const { return static_cast<int>(records_.size()); }
-  zowlpParameter* records() { return records_.empty() ? nullptr : records_.data(); }
-  // The codes of the records, usable as the signature of an echo.
-  std::string signature() const;
-
- private:
-  zowlpParameter& add(int32_t type, bool present);
-
-  std::vector<zowlpParameter> records_;
-  std::deque<std::string> keep_;
-};
-
-// One output as read from a response.
-struct Value {
-  int32_t type = 0;
-  bool present = false;
-  std::string str;  // strings (read up to the NUL, checked against length) and bytes
-  int32_t length = 0;
-  bool boolean = false;
-  int32_t integer = 0;
-  int64_t object = 0;
-  std::vector<std::vector<Value>> rows;
-};
-bool operator==(const Value& a, const Value& b);
-std::ostream& operator<<(std::ostream& os, const Value& value);
-
-Value bytesValue(const std::string& data);
-Value boolValue(bool value);
-Value intValue(int32_t value);
-Value objectValue(int64_t handle);
-Value stringValue(const std::string& text);
-Value nullValue(int32_t type);
-// A row set of string cells; nullopt is a null cell.
-Value stringRowsValue(const std::vector<std::vector<std::optional<std::string>>>& rows);
-
-// Reads every output of a response; the row sets with zowlpRowSet_getRows and
-// zowlpRowSet_nextRow. Failures become GoogleTest failures.
-std::vector<Value> readOutputs(zowlpResponse* response);
-// Reads a row set through its read cursor.
-std::vector<std::vector<Value>> readRows(const zowlpRowSet* rowSet);
-
-// A row set of string columns filled through zowlpRowSet_addRow.
-void addStringRows(zowlpRowSet* rowSet,
-                   const std::vector<std::vector<std::optional<std::string>>>& rows);
+// The text of a failed call's response.
+std::string errorText(zowlpResponse* response);
 
 }  // namespace contract

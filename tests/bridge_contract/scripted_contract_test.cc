@@ -22,6 +22,8 @@ int createContractProxy(ScriptedCreateContext& context) {
     context.report(2, "contract proxy refused to start: " + fail.value);
     return ZOJNI_ERR_CREATE;
   }
+  const ScriptedOptionAsk warn = context.askOption(contract::kWarnOption);
+  if (warn.status == 0) context.report(1, warn.value);
   context.report(0, contract::kReadyMessage);
   return ZOJNI_OK;
 }
@@ -60,6 +62,14 @@ ScriptedAnswer rows(ScriptedCallContext& context) {
   return ScriptedAnswer::outputs({ScriptedValue::ofStringRows(table, 2)});
 }
 
+// Java counts a character outside the basic plane once, as a surrogate pair.
+ScriptedAnswer codePoints(ScriptedCallContext& context) {
+  const ScriptedValue& text = context.call().inputs.at(0);
+  int count = text.present ? 0 : -1;
+  for (unsigned char byte : text.str) count += (byte & 0xC0) != 0x80;
+  return ScriptedAnswer::outputs({ScriptedValue::ofInt(count)});
+}
+
 class ScriptedContractBridge : public ContractBridge {
  public:
   void setUp() override {
@@ -70,6 +80,7 @@ class ScriptedContractBridge : public ContractBridge {
     bridge.handle("Fail", fail);
     bridge.handle("Poll", poll);
     bridge.handle("Rows", rows);
+    bridge.handle("CodePoints", codePoints);
     bridge.answerUnscripted(ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD));
   }
 };

@@ -1,73 +1,80 @@
-// The JVM bridge on its own, against the contract proxy: creation and its
-// failures, every value type both ways, Java failures, bridge faults, polling,
-// threads and reference hygiene.
+// What only the JVM bridge has, beyond the contract every bridge keeps: the
+// proxy home and its class loaders, Java exceptions, the two ways bytes come
+// back, throttled polls, attached threads and the references and memory a
+// call may leave behind.
 #include <gtest/gtest.h>
-
+#include <malloc.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "bridge_harness.h"
+#include "contract_harness.h"
 #include "hadoop_status.h"
 #include "zojni_jvm_test.h"
 
-using jvmtest::CreateHost;
-using jvmtest::Inputs;
-using jvmtest::Response;
-using jvmtest::RowSet;
+using contract::MessageLog;
+using contract::OptionAnswers;
+using contract::ProxyOwner;
+using contract::ResponseOwner;
+using V = ScriptedValue;
 
 namespace {
 
 constexpr const char* kJar = "zox-proxy-contract.jar";
 constexpr const char* kClass = "com.zorvanta.proxy.test.ContractJPC";
+constexpr const char* kHadoopJar = "zox-proxy-hadoop.jar";
+constexpr const char* kHadoopClass = "com.zorvanta.proxy.hadoop.HadoopClientJPC";
 
-class ContractProxy : public ::testing::Test {
- protected:
-  void SetUp() override {
-    host_.setOption("CONTRACT/GREETING", "the tests");
-    ASSERT_EQ(ZOJNI_OK, host_.create(kJar, kClass, &proxy_)) << host_.messagesOfType(2);
-  }
-  void TearDown() override { zojniProxyDestroy(proxy_); }
+// One creation's callbacks; each creation answers its directory once, as the
+// library's do.
+struct Creation {
+  explicit Creation(const std::string& directory, const std::string& proxyName = "Contract")
+      : name(proxyName), options(proxyName, directory) {}
 
-  int call(const char* method, const char* signature, Inputs& in, Response* out,
-           ZoJniPollRecord* poll = nullptr) {
-    zowlpResponse* r = nullptr;
-    int status = zojniProxyCall(proxy_, poll, "Contract", method, signature, in.count(),
-                                in.data(), &r);
-    out->reset(r);
+  int create(const char* jar, const char* className, zojniProxy* base = nullptr) {
+    zojniProxy* made = nullptr;
+    const int status =
+        zojniProxyCreateFromProxy(base, jar, name.c_str(), className, options.record(),
+                                  messages.record(), &made);
+    proxy.reset(made);
     return status;
   }
 
-  CreateHost host_{"contract"};
-  zojniProxy* proxy_ = nullptr;
+  std::string name;
+  OptionAnswers options;
+  MessageLog messages;
+  ProxyOwner proxy;
 };
 
-TEST_F(ContractProxy, CreationAsksForItsOptionsAndPassesJavaMessagesOn) {
-  const auto& asked = host_.asked();
-  ASSERT_GE(asked.size(), 4u);
-  EXPECT_EQ("JAVA_PROXY/DIRECTORY", asked[0]);
-  EXPECT_EQ("JAVA_PROXY/HAS_GETVERSION", asked[1]);
-  EXPECT_EQ("CONTRACT/FAIL", asked[2]);
-  EXPECT_EQ("CONTRACT/GREETING", asked[3]);
-  std::string info = host_.messagesOfType(0);
-  EXPECT_NE(std::string::npos, info.find("contract proxy greets the tests")) << info;
-  EXPECT_NE(std::string::npos, info.find("version contract-1")) << info;
-  EXPECT_EQ("", host_.messagesOfType(2));
-
-  CreateHost warned("contract");
-  warned.setOption("CONTRACT/WARN", "careful");
-  zojniProxy* other = nullptr;
-  ASSERT_EQ(ZOJNI_OK, warned.create(kJar, kClass, &other));
-  EXPECT_EQ("careful\n", warned.messagesOfType(1));
-  zojniProxyDestroy(other);
+int call(zojniProxy* proxy, const char* method, const char* signature,
+         std::vector<ScriptedValue> values, ResponseOwner* response,
+         ZoJniPollRecord* poll = nullptr) {
+  WireRecords inputs(std::move(values));
+  zowlpResponse* raw = nullptr;
+  const int status = zojniProxyCall(proxy, poll, "Contract", method, signature, inputs.count(),
+                                    inputs.data(), &raw);
+  response->reset(raw);
+  return status;
 }
 
-TEST(ProxyCreation, FailuresSayWhatIsMissing) {
+int errorCode(zowlpResponse* response) {
+  int code = -1;
+  zowlpError_code(response, &code);
+  return code;
+}
+
+// Bytes of the native heap (malloc) in use.
+long nativeHeapInUse() {
+  struct mallinfo2 info = mallinfo2();
+  return static_cast<long>(info.uordblks + info.hblkhd);
+}
+
+// ---- The proxy home ------------------------------------------------------------------
+
+TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
   struct Case {
     std::string directory, jar, className, expected;
   };
@@ -80,24 +87,24 @@ TEST(ProxyCreation, FailuresSayWhatIsMissing) {
        "class 'com.zorvanta.proxy.test.Nope' not found in jar 'zox-proxy-contract.jar'"},
       {"contract", kJar, "com.zorvanta.proxy.test.ContractFailingJPC",
        "refuses to start without a cluster"},
+      {"", kJar, kClass, "JAVA_PROXY/DIRECTORY"},
   };
   for (const Case& c : cases) {
-    CreateHost host(c.directory);
-    zojniProxy* proxy = reinterpret_cast<zojniProxy*>(0x1);
-    EXPECT_EQ(ZOJNI_ERR_CREATE, host.create(c.jar.c_str(), c.className.c_str(), &proxy))
+    Creation creation(c.directory);
+    EXPECT_EQ(ZOJNI_ERR_CREATE, creation.create(c.jar.c_str(), c.className.c_str()))
         << c.expected;
-    EXPECT_EQ(nullptr, proxy);
-    std::string errors = host.messagesOfType(2);
+    EXPECT_EQ(nullptr, creation.proxy);
+    const std::string errors = creation.messages.text(2);
     EXPECT_NE(std::string::npos, errors.find(c.expected)) << errors;
   }
-  CreateHost noDirectory("x");
-  noDirectory.dropOption("JAVA_PROXY/DIRECTORY");
-  zojniProxy* proxy = nullptr;
-  EXPECT_EQ(ZOJNI_ERR_CREATE, noDirectory.create(kJar, kClass, &proxy));
-  EXPECT_NE(std::string::npos, noDirectory.messagesOfType(2).find("JAVA_PROXY/DIRECTORY"));
+  // A constructor that throws has its own messages delivered first.
+  Creation failing("contract");
+  failing.create(kJar, "com.zorvanta.proxy.test.ContractFailingJPC");
+  EXPECT_EQ(0u, failing.messages.text(2).find("contract proxy about to fail\n"))
+      << failing.messages.text(2);
 }
 
-TEST(ProxyCreation, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) {
+TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) {
   const char* fromEnvironment = getenv("ZOH_PROXY_HOME");
   const std::string buildHome = fromEnvironment != nullptr ? fromEnvironment : ZOH_TEST_PROXY_HOME;
   char pattern[] = "/tmp/zoh-home-XXXXXX";
@@ -107,14 +114,12 @@ TEST(ProxyCreation, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironme
   ASSERT_EQ(0, symlink((buildHome + "/lib").c_str(), (home + "/lib").c_str()));
   setenv("ZOH_PROXY_HOME", home.c_str(), 1);
 
-  CreateHost moved("elsewhere");
-  zojniProxy* proxy = nullptr;
-  EXPECT_EQ(ZOJNI_OK, moved.create(kJar, kClass, &proxy)) << moved.messagesOfType(2);
-  zojniProxyDestroy(proxy);
-  CreateHost old("contract");
-  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create(kJar, kClass, &proxy));
-  EXPECT_NE(std::string::npos, old.messagesOfType(2).find("proxy home '" + home + "'"))
-      << old.messagesOfType(2);
+  Creation moved("elsewhere");
+  EXPECT_EQ(ZOJNI_OK, moved.create(kJar, kClass)) << moved.messages.text(2);
+  Creation old("contract");
+  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create(kJar, kClass));
+  EXPECT_NE(std::string::npos, old.messages.text(2).find("proxy home '" + home + "'"))
+      << old.messages.text(2);
 
   if (fromEnvironment != nullptr) {
     setenv("ZOH_PROXY_HOME", buildHome.c_str(), 1);
@@ -126,219 +131,111 @@ TEST(ProxyCreation, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironme
   rmdir(home.c_str());
 }
 
-TEST(HandleTable, UnknownReleasedAndMistypedHandlesAreJavaErrors) {
-  CreateHost host("hadoop", "HadoopClient");
-  zojniProxy* proxy = nullptr;
-  ASSERT_EQ(ZOJNI_OK, host.create("zox-proxy-hadoop.jar",
-                                  "com.zorvanta.proxy.hadoop.HadoopClientJPC", &proxy));
-  auto call = [proxy](const char* method, const char* signature, Inputs& in, Response* out) {
-    zowlpResponse* r = nullptr;
-    int status = zojniProxyCall(proxy, nullptr, "HadoopClient", method, signature, in.count(),
-                                in.data(), &r);
-    out->reset(r);
-    return status;
-  };
-  Inputs none;
-  Response response;
-  ASSERT_EQ(ZOJNI_OK, call("CreateConfig", "\x07", none, &response));
-  const int64_t cfg = jvmtest::outputs(response.get())[0].value.object;
-  Inputs release;
-  release.object(cfg);
-  ASSERT_EQ(ZOJNI_OK, call("CfgRelease", "", release, &response));
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("CfgRelease", "", release, &response));
-  EXPECT_EQ("Unknown or released configuration handle " + std::to_string(cfg),
-            jvmtest::errorText(response.get()));
-  EXPECT_EQ(6, jvmtest::errorCode(response.get()));
-
-  Inputs noConfiguration;
-  noConfiguration.null(WLP_TYPE_OBJECT);
-  ASSERT_EQ(ZOJNI_OK, call("CreateHDFS", "\x07", noConfiguration, &response));
-  const int64_t fs = jvmtest::outputs(response.get())[0].value.object;
-  Inputs read;
-  read.object(fs).integer(10);
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("HDFSFileRead", "\x01", read, &response));
-  EXPECT_EQ("Handle " + std::to_string(fs) + " is not a HDFS file handle",
-            jvmtest::errorText(response.get()));
-  Inputs unknown;
-  unknown.object(987654321).integer(10);
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("HDFSFileRead", "\x01", unknown, &response));
-  EXPECT_EQ("Unknown or released HDFS file handle 987654321", jvmtest::errorText(response.get()));
-  Inputs releaseFs;
-  releaseFs.object(fs);
-  EXPECT_EQ(ZOJNI_OK, call("HDFSRelease", "", releaseFs, &response));
-  zojniProxyDestroy(proxy);
-}
-
-TEST(ProxyCreation, ThrowingConstructorStillDeliversItsOwnMessages) {
-  CreateHost host("contract");
-  zojniProxy* proxy = nullptr;
-  ASSERT_EQ(ZOJNI_ERR_CREATE,
-            host.create(kJar, "com.zorvanta.proxy.test.ContractFailingJPC", &proxy));
-  ASSERT_EQ(2u, host.messages().size());
-  EXPECT_EQ("contract proxy about to fail", host.messages()[0].second);
-  EXPECT_NE(std::string::npos, host.messages()[1].second.find("failed in its constructor"));
-}
-
-TEST(ProxyCreation, DerivedProxySeesTheClassesOfItsBase) {
-  CreateHost hadoopHost("hadoop", "HadoopClient");
-  zojniProxy* hadoop = nullptr;
-  ASSERT_EQ(ZOJNI_OK, hadoopHost.create("zox-proxy-hadoop.jar",
-                                        "com.zorvanta.proxy.hadoop.HadoopClientJPC", &hadoop))
-      << hadoopHost.messagesOfType(2);
+TEST(ProxyHome, DerivedProxySeesTheClassesOfItsBase) {
+  Creation hadoop("hadoop", "HadoopClient");
+  ASSERT_EQ(ZOJNI_OK, hadoop.create(kHadoopJar, kHadoopClass)) << hadoop.messages.text(2);
   auto canLoadHadoop = [](zojniProxy* proxy) {
-    Inputs in;
-    in.string("com.zorvanta.proxy.hadoop.HadoopClientJPC");
-    zowlpResponse* r = nullptr;
-    EXPECT_EQ(ZOJNI_OK, zojniProxyCall(proxy, nullptr, "Contract", "CanLoad", "\x02",
-                                       in.count(), in.data(), &r));
-    Response owned(r);
-    auto out = jvmtest::outputs(r);
-    return out.size() == 1 && out[0].value.boolean == 1;
+    ResponseOwner response;
+    EXPECT_EQ(ZOJNI_OK, call(proxy, "CanLoad", "\x02", {V::ofString(kHadoopClass)}, &response));
+    return response && contract::readOutputs(response.get()) == std::vector<V>{V::ofBool(true)};
   };
-  CreateHost derivedHost("contract");
-  zojniProxy* derived = nullptr;
-  ASSERT_EQ(ZOJNI_OK, derivedHost.create(kJar, kClass, &derived, hadoop));
-  CreateHost plainHost("contract");
-  zojniProxy* plain = nullptr;
-  ASSERT_EQ(ZOJNI_OK, plainHost.create(kJar, kClass, &plain));
-
-  EXPECT_TRUE(canLoadHadoop(derived));
-  EXPECT_FALSE(canLoadHadoop(plain));
-  zojniProxyDestroy(plain);
-  zojniProxyDestroy(derived);
-  zojniProxyDestroy(hadoop);
+  Creation derived("contract");
+  ASSERT_EQ(ZOJNI_OK, derived.create(kJar, kClass, hadoop.proxy.get()));
+  Creation plain("contract");
+  ASSERT_EQ(ZOJNI_OK, plain.create(kJar, kClass));
+  EXPECT_TRUE(canLoadHadoop(derived.proxy.get()));
+  EXPECT_FALSE(canLoadHadoop(plain.proxy.get()));
 }
 
-TEST_F(ContractProxy, EveryValueTypeCrossesBothWays) {
-  RowSet rows(zojniProxyRowSetCreate(proxy_, "\x0b\x06"));
-  Inputs row;
-  row.string("key").integer(7);
-  ASSERT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), row.data()));
-  Inputs row2;
-  row2.null(WLP_TYPE_STRING).integer(-1);
-  ASSERT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), row2.data()));
-  const char bytes[] = {'a', '\0', 'b', '\xff'};
-  Inputs in;
-  in.object(0x123456789ALL).boolean(true).integer(-42).string("text").bytes(bytes, 4).rows(
-      rows.get());
-  Response response;
-  ASSERT_EQ(ZOJNI_OK, call("EchoAll", "\x07\x02\x06\x0b\x01\x0a", in, &response));
-  auto out = jvmtest::outputs(response.get());
-  ASSERT_EQ(6u, out.size());
-  EXPECT_EQ(0x123456789ALL, out[0].value.object);
-  EXPECT_EQ(1, out[1].value.boolean);
-  EXPECT_EQ(-42, out[2].value.integer);
-  EXPECT_EQ("text", std::string(out[3].value.string, out[3].length));
-  ASSERT_EQ(4, out[4].length);
-  EXPECT_EQ(0, std::memcmp(bytes, out[4].value.bytes, 4));
-  zowlpRowSet* back = out[5].value.rowSet;
-  ASSERT_EQ(2, zowlpRowSet_getRows(back));
-  zowlpParameter* r = nullptr;
-  ASSERT_EQ(WLP_OK, zowlpRowSet_nextRow(back, &r));
-  EXPECT_EQ("key", std::string(r[0].value.string, r[0].length));
-  EXPECT_EQ(7, r[1].value.integer);
-  ASSERT_EQ(WLP_OK, zowlpRowSet_nextRow(back, &r));
-  EXPECT_EQ(0, r[0].present);
-  EXPECT_EQ(-1, r[1].value.integer);
+// The handle table of the Hadoop proxy: a handle that is unknown, released or
+// of another kind is a Java error, never a crash on the Java side.
+TEST(HandleTable, UnknownReleasedAndMistypedHandlesAreJavaErrors) {
+  Creation hadoop("hadoop", "HadoopClient");
+  ASSERT_EQ(ZOJNI_OK, hadoop.create(kHadoopJar, kHadoopClass));
+  zojniProxy* proxy = hadoop.proxy.get();
+  ResponseOwner response;
+  ASSERT_EQ(ZOJNI_OK, call(proxy, "CreateConfig", "\x07", {}, &response));
+  const int64_t cfg = contract::readOutputs(response.get()).at(0).object;
+  ASSERT_EQ(ZOJNI_OK, call(proxy, "CfgRelease", "", {V::ofObject(cfg)}, &response));
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call(proxy, "CfgRelease", "", {V::ofObject(cfg)}, &response));
+  EXPECT_EQ("Unknown or released configuration handle " + std::to_string(cfg),
+            contract::errorText(response.get()));
+  EXPECT_EQ(6, errorCode(response.get()));
+
+  ASSERT_EQ(ZOJNI_OK, call(proxy, "CreateHDFS", "\x07", {V::ofNull(WLP_TYPE_OBJECT)}, &response));
+  const int64_t fs = contract::readOutputs(response.get()).at(0).object;
+  ASSERT_EQ(ZOJNI_ERR_JAVA,
+            call(proxy, "HDFSFileRead", "\x01", {V::ofObject(fs), V::ofInt(10)}, &response));
+  EXPECT_EQ("Handle " + std::to_string(fs) + " is not a HDFS file handle",
+            contract::errorText(response.get()));
+  ASSERT_EQ(ZOJNI_ERR_JAVA,
+            call(proxy, "HDFSFileRead", "\x01", {V::ofObject(987654321), V::ofInt(10)}, &response));
+  EXPECT_EQ("Unknown or released HDFS file handle 987654321", contract::errorText(response.get()));
+  EXPECT_EQ(ZOJNI_OK, call(proxy, "HDFSRelease", "", {V::ofObject(fs)}, &response));
 }
 
-TEST_F(ContractProxy, AbsentValuesArriveAsNullAndComeBackAbsent) {
-  Inputs in;
-  in.null(WLP_TYPE_OBJECT).null(WLP_TYPE_BOOL).null(WLP_TYPE_INT).null(WLP_TYPE_STRING)
-      .null(WLP_TYPE_BYTES).rows(nullptr);
-  Response response;
-  ASSERT_EQ(ZOJNI_OK, call("EchoAll", "\x07\x02\x06\x0b\x01\x0a", in, &response));
-  auto out = jvmtest::outputs(response.get());
-  ASSERT_EQ(6u, out.size());
-  for (const auto& record : out) EXPECT_EQ(0, record.present) << record.type;
-}
+// ---- Calls on the contract proxy -----------------------------------------------------
 
-TEST_F(ContractProxy, TextSurvivesNonAsciiAndNonBmpCharacters) {
-  const std::vector<std::pair<std::string, int>> texts = {
-      {"", 0},
-      {"plain", 5},
-      {"Gr\xc3\xbc\xc3\x9f" "e", 5},                 // Grüße
-      {"\xe4\xb8\xad\xe6\x96\x87", 2},               // 中文
-      {"a\xf0\x9f\x98\x80" "b\xf0\x90\x8d\x88", 4},  // a😀b𐍈
-      {std::string("nul\0inside", 10), 10},
-  };
-  for (const auto& t : texts) {
-    Inputs in;
-    in.string(t.first);
-    Response echoed, counted;
-    ASSERT_EQ(ZOJNI_OK, call("EchoString", "\x0b", in, &echoed));
-    auto out = jvmtest::outputs(echoed.get());
-    ASSERT_EQ(1u, out.size());
-    EXPECT_EQ(t.first, std::string(out[0].value.string, out[0].length));
-    ASSERT_EQ(ZOJNI_OK, call("CodePoints", "\x06", in, &counted));
-    EXPECT_EQ(t.second, jvmtest::outputs(counted.get())[0].value.integer) << t.first;
+class ContractProxy : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(ZOJNI_OK, creation_.create(kJar, kClass)) << creation_.messages.text(2);
+    proxy_ = creation_.proxy.get();
   }
+
+  int call(const char* method, const char* signature, std::vector<ScriptedValue> values,
+           ResponseOwner* response, ZoJniPollRecord* poll = nullptr) {
+    return ::call(proxy_, method, signature, std::move(values), response, poll);
+  }
+
+  Creation creation_{"contract"};
+  zojniProxy* proxy_ = nullptr;
+};
+
+TEST_F(ContractProxy, CreationReportsTheProxysVersionAndOptionsEndWithIt) {
+  EXPECT_NE(std::string::npos, creation_.messages.text(0).find("version contract-1"))
+      << creation_.messages.text(0);
+  // The option record is the caller's only while the creation runs.
+  creation_.options.set("CONTRACT/LATE", "too late");
+  ResponseOwner response;
+  ASSERT_EQ(ZOJNI_OK, call("Option", "\x0b", {V::ofString("CONTRACT/LATE")}, &response));
+  EXPECT_EQ(std::vector<V>{V::ofNull(WLP_TYPE_STRING)}, contract::readOutputs(response.get()));
 }
 
 TEST_F(ContractProxy, JavaExceptionsBecomeStatusFourWithCodeMessageAndCause) {
-  Inputs in;
-  in.string("cannot open /data/x").string("disk on fire");
-  Response response;
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("Fail", "", in, &response));
-  ASSERT_NE(nullptr, response);
-  EXPECT_EQ(42, jvmtest::errorCode(response.get()));
+  ResponseOwner response;
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call("Fail", "", {V::ofString("cannot open /data/x"),
+                                              V::ofString("disk on fire")},
+                                 &response));
+  EXPECT_EQ(42, errorCode(response.get()));
   EXPECT_EQ("cannot open /data/x (cause: java.lang.IllegalStateException: disk on fire)",
-            jvmtest::errorText(response.get()));
+            contract::errorText(response.get()));
 
-  Inputs plain;
-  plain.string("bad value");
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("FailPlain", "", plain, &response));
-  EXPECT_EQ(6, jvmtest::errorCode(response.get()));
-  EXPECT_EQ("java.lang.IllegalArgumentException: bad value", jvmtest::errorText(response.get()));
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call("FailPlain", "", {V::ofString("bad value")}, &response));
+  EXPECT_EQ(6, errorCode(response.get()));
+  EXPECT_EQ("java.lang.IllegalArgumentException: bad value", contract::errorText(response.get()));
 }
 
-TEST_F(ContractProxy, BridgeFaultsHaveTheirOwnStatusesAndNoResponse) {
-  Inputs none;
-  Response response;
-  EXPECT_EQ(ZOJNI_ERR_NO_METHOD, call("NoSuchMethod", "", none, &response));
+TEST_F(ContractProxy, FaultsOnlyJavaCanCauseHaveTheirOwnStatusesAndNoResponse) {
+  ResponseOwner response;
+  EXPECT_EQ(ZOJNI_ERR_NO_METHOD, call("EchoString", "\x0b", {V::ofInt(1)}, &response))
+      << "no overload takes these input types";
+  EXPECT_EQ(ZOJNI_ERR_OUTPUT_TYPE, call("TooFew", "\x06", {}, &response));
   EXPECT_EQ(nullptr, response);
-  Inputs wrongInputs;
-  wrongInputs.integer(1);
-  EXPECT_EQ(ZOJNI_ERR_NO_METHOD, call("EchoString", "\x0b", wrongInputs, &response));
-  EXPECT_EQ(ZOJNI_ERR_OUTPUT_TYPE, call("Text", "\x06", none, &response));
+  EXPECT_EQ(ZOJNI_ERR_MEMORY, call("OutOfMemory", "\x06", {}, &response));
   EXPECT_EQ(nullptr, response);
-  EXPECT_EQ(ZOJNI_ERR_OUTPUT_TYPE, call("TooFew", "\x06", none, &response));
-  EXPECT_EQ(ZOJNI_ERR_MEMORY, call("OutOfMemory", "\x06", none, &response));
-  EXPECT_EQ(nullptr, response);
-
-  Inputs unknownType;
-  unknownType.null(99);
-  EXPECT_EQ(ZOJNI_ERR_INPUT_TYPE, call("EchoString", "\x0b", unknownType, &response));
-  zowlpResponse* r = nullptr;
-  EXPECT_EQ(ZOJNI_ERR_ARGUMENT,
-            zojniProxyCall(nullptr, nullptr, "Contract", "Nothing", "", 0, nullptr, &r));
-  EXPECT_EQ(ZOJNI_ERR_ARGUMENT,
-            zojniProxyCall(proxy_, nullptr, "Contract", "Nothing", "", 1, nullptr, &r));
-  // The proxy works on after every fault.
-  EXPECT_EQ(ZOJNI_OK, call("Nothing", "", none, &response));
-}
-
-TEST_F(ContractProxy, OptionsAreOnlyAnsweredWhileTheProxyIsCreated) {
-  Inputs in;
-  in.string("CONTRACT/GREETING");
-  Response response;
-  ASSERT_EQ(ZOJNI_OK, call("Option", "\x0b", in, &response));
-  EXPECT_EQ(0, jvmtest::outputs(response.get())[0].present);
+  EXPECT_EQ(ZOJNI_OK, call("Nothing", "", {}, &response)) << "the proxy works on";
 }
 
 TEST_F(ContractProxy, NativeAndHeapBytesOutputsCarryTheSameBytes) {
   for (const char* method : {"Fill", "HeapFill"}) {
     for (int size : {0, 1, 4096, 3 * 1024 * 1024 + 17}) {
-      Inputs in;
-      in.integer(size).integer(5);
-      Response response;
-      ASSERT_EQ(ZOJNI_OK, call(method, "\x01", in, &response));
-      auto out = jvmtest::outputs(response.get());
-      ASSERT_EQ(size, out[0].length) << method;
-      const unsigned char* data = static_cast<const unsigned char*>(out[0].value.bytes);
-      int wrong = 0;
-      for (int i = 0; i < size; ++i) wrong += data[i] != static_cast<unsigned char>(i * 31 + 5);
-      EXPECT_EQ(0, wrong) << method << " " << size;
+      ResponseOwner response;
+      ASSERT_EQ(ZOJNI_OK, call(method, "\x01", {V::ofInt(size), V::ofInt(5)}, &response));
+      std::string expected(static_cast<size_t>(size), '\0');
+      for (int i = 0; i < size; ++i) expected[i] = static_cast<char>(i * 31 + 5);
+      EXPECT_TRUE(contract::readOutputs(response.get()) == std::vector<V>{V::ofBytes(expected)})
+          << method << " " << size;
     }
   }
 }
@@ -347,11 +244,20 @@ class CountingPoll : public HadoopPollStatus {
  public:
   CountingPoll(int interval, int stopAfter) : interval_(interval), stopAfter_(stopAfter) {}
   int pollInterval() override { return interval_; }
-  bool poll(int64_t done, int64_t total, const char* phase) override {
+  bool poll(int64_t, int64_t total, const char* phase) override {
     ++calls;
     lastPhase = phase != nullptr ? phase : "";
     lastTotal = total;
     return stopAfter_ <= 0 || calls < stopAfter_;
+  }
+  ZoJniPollRecord record() {
+    ZoJniPollRecord record{};
+    record.value = interval_;
+    record.callback = [](ZoJniPollRecord* r, int64_t done, int64_t total, const char* phase) {
+      return r->pollStatus->poll(done, total, phase) ? 1 : 0;
+    };
+    record.pollStatus = this;
+    return record;
   }
   int calls = 0;
   std::string lastPhase;
@@ -362,87 +268,39 @@ class CountingPoll : public HadoopPollStatus {
   int stopAfter_;
 };
 
-int pollAdapter(ZoJniPollRecord* record, int64_t done, int64_t total, const char* phase) {
-  return record->pollStatus->poll(done, total, phase) ? 1 : 0;
-}
-
-ZoJniPollRecord pollRecordFor(CountingPoll* status) {
-  ZoJniPollRecord record{};
-  record.value = status->pollInterval();
-  record.callback = &pollAdapter;
-  record.pollStatus = status;
-  return record;
-}
-
-TEST_F(ContractProxy, LongMethodsReachThePollAndStopWhenItSaysSo) {
+// Java reports progress as often as it likes; the caller hears of it once per
+// poll interval, and a "stop" ends the method with a Java error.
+TEST_F(ContractProxy, LongMethodsReachThePollAtItsIntervalAndStopWhenItSaysSo) {
   CountingPoll status(20, 0);
-  ZoJniPollRecord record = pollRecordFor(&status);
-  Inputs in;
-  in.integer(400);
-  Response response;
-  ASSERT_EQ(ZOJNI_OK, call("Spin", "\x06", in, &response, &record));
+  ZoJniPollRecord record = status.record();
+  ResponseOwner response;
+  ASSERT_EQ(ZOJNI_OK, call("Spin", "\x06", {V::ofInt(400)}, &response, &record));
   EXPECT_GE(status.calls, 5);
   EXPECT_LE(status.calls, 40);
   EXPECT_EQ("spinning", status.lastPhase);
   EXPECT_EQ(400, status.lastTotal);
-  EXPECT_EQ(status.calls, zojniJvmTestLastCallPolls());
 
   CountingPoll stopper(10, 3);
-  ZoJniPollRecord stopRecord = pollRecordFor(&stopper);
-  Inputs longer;
-  longer.integer(60000);
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("Spin", "\x06", longer, &response, &stopRecord));
+  ZoJniPollRecord stopRecord = stopper.record();
+  ASSERT_EQ(ZOJNI_ERR_JAVA, call("Spin", "\x06", {V::ofInt(60000)}, &response, &stopRecord));
   EXPECT_EQ(3, stopper.calls);
-  EXPECT_EQ(8, jvmtest::errorCode(response.get()));
-  EXPECT_EQ("Stopped at the caller's request during spinning",
-            jvmtest::errorText(response.get()));
-
-  Inputs quick;
-  quick.integer(50);
-  ASSERT_EQ(ZOJNI_OK, call("Spin", "\x06", quick, &response, nullptr));
-  EXPECT_EQ(0, zojniJvmTestLastCallPolls());
-}
-
-TEST_F(ContractProxy, ThreadsCallOneProxyAtOnce) {
-  std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([this, t, &failures] {
-      for (int i = 0; i < 200; ++i) {
-        std::string text = "thread " + std::to_string(t) + " call " + std::to_string(i);
-        Inputs in;
-        in.string(text);
-        zowlpResponse* r = nullptr;
-        int status =
-            zojniProxyCall(proxy_, nullptr, "Contract", "EchoString", "\x0b", 1, in.data(), &r);
-        Response owned(r);
-        auto out = jvmtest::outputs(r);
-        if (status != ZOJNI_OK || out.size() != 1 ||
-            text != std::string(out[0].value.string, out[0].length)) {
-          ++failures;
-        }
-      }
-    });
-  }
-  for (auto& t : threads) t.join();
-  EXPECT_EQ(0, failures.load());
+  EXPECT_EQ(8, errorCode(response.get()));
+  EXPECT_EQ("Stopped at the caller's request during spinning", contract::errorText(response.get()));
 }
 
 TEST_F(ContractProxy, ThreadsAreDetachedWhenTheyEnd) {
   auto liveThreads = [this] {
-    Inputs none;
-    Response response;
-    EXPECT_EQ(ZOJNI_OK, call("LiveThreads", "\x06", none, &response));
-    return jvmtest::outputs(response.get())[0].value.integer;
+    ResponseOwner response;
+    EXPECT_EQ(ZOJNI_OK, call("LiveThreads", "\x06", {}, &response));
+    return response ? contract::readOutputs(response.get()).at(0).integer : -1;
   };
   const int before = liveThreads();
   for (int round = 0; round < 3; ++round) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 10; ++t) {
       threads.emplace_back([this] {
-        Inputs none;
         zowlpResponse* r = nullptr;
-        zojniProxyCall(proxy_, nullptr, "Contract", "Nothing", "", 0, none.data(), &r);
+        zojniProxyCall(proxy_, nullptr, "Contract", "Nothing", "", 0, nullptr, &r);
         zowlpResponse_destroy(r);
       });
     }
@@ -453,36 +311,31 @@ TEST_F(ContractProxy, ThreadsAreDetachedWhenTheyEnd) {
 }
 
 TEST_F(ContractProxy, TenThousandCallsLeaveNoReferencesOrMemoryBehind) {
-  auto round = [this](int calls) {
-    std::vector<char> payload(4096, 'x');
+  const std::string payload(4096, 'x');
+  auto round = [&](int calls) {
     for (int i = 0; i < calls; ++i) {
-      RowSet rows(zojniProxyRowSetCreate(proxy_, "\x0b\x0b"));
-      Inputs row;
-      row.string("k" + std::to_string(i)).string("v");
-      zowlpRowSet_addRow(rows.get(), row.data());
-      Inputs in;
-      in.object(i).boolean(i % 2).integer(i).string("call \xf0\x9f\x98\x80").bytes(
-          payload.data(), 4096).rows(rows.get());
-      Response response;
-      ASSERT_EQ(ZOJNI_OK, call("EchoAll", "\x07\x02\x06\x0b\x01\x0a", in, &response));
-      Inputs fill;
-      fill.integer(8192).integer(i);
-      ASSERT_EQ(ZOJNI_OK, call("Fill", "\x01", fill, &response));
-      Inputs fail;
-      fail.string("x").string("y");
-      ASSERT_EQ(ZOJNI_ERR_JAVA, call("Fail", "", fail, &response));
+      const std::vector<V> all = {
+          V::ofObject(i), V::ofBool(i % 2), V::ofInt(i), V::ofString("call \xf0\x9f\x98\x80"),
+          V::ofBytes(payload), V::ofStringRows({{"k" + std::to_string(i), "v"}})};
+      ResponseOwner response;
+      ASSERT_EQ(ZOJNI_OK, call("EchoAll", "\x07\x02\x06\x0b\x01\x0a", all, &response));
+      if (i == 0) {
+        ASSERT_EQ(contract::readOutputs(response.get()), all);
+      }
+      ASSERT_EQ(ZOJNI_OK, call("Fill", "\x01", {V::ofInt(8192), V::ofInt(i)}, &response));
+      ASSERT_EQ(ZOJNI_ERR_JAVA, call("Fail", "", {V::ofString("x"), V::ofString("y")}, &response));
     }
   };
   round(2000);  // warm up the JIT and the heap
   const int refs = zojniJvmTestGlobalRefs();
   const int wireObjects = zowlpTestLiveObjects();
-  const long heap = jvmtest::nativeHeapInUse();
+  const long heap = nativeHeapInUse();
   round(10000);
   EXPECT_EQ(refs, zojniJvmTestGlobalRefs());
   EXPECT_EQ(wireObjects, zowlpTestLiveObjects());
   // Native memory only: the Java heap grows towards its working size on its
   // own. A leak of the 12 KiB that cross in each round would be over 100 MiB.
-  EXPECT_LT(jvmtest::nativeHeapInUse() - heap, 8L << 20);
+  EXPECT_LT(nativeHeapInUse() - heap, 8L << 20);
 }
 
 }  // namespace
