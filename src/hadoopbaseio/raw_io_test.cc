@@ -111,11 +111,15 @@ TEST_F(RawIOTest, OneReadThatBringsTheMinimumIsHandedOutWithoutCopy) {
 
 TEST_F(RawIOTest, OnceGatheringHasBegunEveryLaterReadIsCopiedToo) {
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  fs_.readLimits = {60, 120};
+  fs_.readLimits = {60, 120, 40};
   const char* data = nullptr;
   ASSERT_EQ(raw_->getBytes(&data, 100, 200), 180);
   EXPECT_EQ(std::string(data, 180), content_.substr(0, 180));
   EXPECT_EQ(data[180], '\0');
+  // Gathering stops as soon as it holds exactly the minimum.
+  ASSERT_EQ(raw_->getBytes(&data, 80, 100), 80);
+  EXPECT_EQ(std::string(data, 80), content_.substr(180, 80));
+  EXPECT_THAT(readCounts(), ElementsAre(200, 140, 100, 60));
 }
 
 TEST_F(RawIOTest, GatheringStopsAtTheEndOfTheFileAndThenReadsGiveZero) {
