@@ -64,16 +64,6 @@ TEST_F(PigClientTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
   pig->release();
 }
 
-TEST_F(PigClientTest, ProxyDerivesFromTheMainProxyWhenOneIsHeld) {
-  ZOHadoopCfg* cfg = makeConfiguration(17);
-  ZOHadoopPig* pig = makePig(cfg);
-  const std::vector<ScriptedCreation> creations = bridge().creations();
-  ASSERT_EQ(creations.size(), 2u);
-  EXPECT_EQ(creations[0].proxyName, "HadoopClient");
-  EXPECT_EQ(creations[1].baseId, creations[0].proxyId);
-  EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->proxy(), creations[1].proxy);
-}
-
 TEST_F(PigClientTest, FailedProxyLeavesNoClientBehind) {
   bridge().onCreate("HadoopPigClient", ScriptedCreateScript::failing(
                                            ZOJNI_ERR_CREATE, {{2, "pig jar not found"}}));

@@ -125,6 +125,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   EXPECT_TRUE(made.polls.empty());
 }
 
+// Empty and unreadable row sets are pinned through the job texts.
 TEST_F(CallTest, BuildTextJoinsFirstColumnsWithNewlines) {
   InstanceOwner hadoop = makeInstance();
   ZobString err;
@@ -142,36 +143,6 @@ TEST_F(CallTest, BuildTextJoinsFirstColumnsWithNewlines) {
   ZobString text("stale");
   ASSERT_TRUE(hadoop->buildText(rows.get(), &text, &err));
   EXPECT_EQ(text.str(), "one\n\nthree");
-
-  RowSetOwner empty(hadoop->createRowSet("\x0b", &err));
-  ASSERT_TRUE(hadoop->buildText(empty.get(), &text, &err));
-  EXPECT_EQ(text.str(), "");
-  EXPECT_FALSE(text.isNull());
-
-  RowSetOwner broken(hadoop->createRowSet("\x0b", &err));
-  const ZobString line("line");
-  for (int i = 0; i < 3; ++i) {
-    zowlpParameter row[1];
-    zohClearParams(row, 1);
-    zohSetString(&row[0], line);
-    ASSERT_EQ(zowlpRowSet_addRow(broken.get(), row), 0);
-  }
-  zowlpRowSet_testFailNextRowAt(broken.get(), 1, WLP_ERR_MEMORY);
-  text = ZobString("kept");
-  EXPECT_FALSE(hadoop->buildText(broken.get(), &text, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-  EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos);
-  EXPECT_EQ(text.str(), "kept");
-}
-
-TEST_F(CallTest, RowSetRefusedByTheBridgeIsReported) {
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->getProxy("", &err));
-  bridge().failRowSetCreate(1);
-  EXPECT_EQ(hadoop->createRowSet("\x0b", &err), nullptr);
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
-  EXPECT_NE(err.str().find("(RowSet)"), std::string::npos);
 }
 
 // A call blocked inside the bridge must not hold the instance lock: another
