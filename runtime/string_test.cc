@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
 
 namespace {
@@ -133,24 +132,6 @@ TEST(ZobStringTest, InvalidUtf8BytesCompareAsThemselves) {
   EXPECT_EQ(ab < 0, ba > 0);
 }
 
-TEST(ZobStringTest, InsensitiveMapKeepsTheFirstSpelling) {
-  std::map<ZobString, ZobString, ZobStringLessInsensitive> props;
-  props.emplace(ZobString("mapred.Job.Name"), ZobString("first"));
-  auto result = props.emplace(ZobString("MAPRED.JOB.NAME"), ZobString("second"));
-  EXPECT_FALSE(result.second);
-  props[ZobString("mapred.job.name")] = ZobString("third");
-  props.emplace(ZobString("Alpha"), ZobString("1"));
-  props.emplace(ZobString("beta"), ZobString("2"));
-  ASSERT_EQ(3u, props.size());
-  auto it = props.begin();
-  EXPECT_STREQ("Alpha", it->first.asCstr());
-  ++it;
-  EXPECT_STREQ("beta", it->first.asCstr());
-  ++it;
-  EXPECT_STREQ("mapred.Job.Name", it->first.asCstr());
-  EXPECT_STREQ("third", it->second.asCstr());
-}
-
 TEST(ZobStringTest, NumberParsing) {
   bool failed = true;
   EXPECT_EQ(42, ZobString("42").asInt(&failed));
@@ -222,17 +203,6 @@ TEST(ZobStringTest, SplitAtLastSeparator) {
   EXPECT_EQ(0, tail.length());
   EXPECT_EQ("part-0001", path.mid(sep + 1, 500).str());
   EXPECT_FALSE(ZobString().mid(0, -1).isNull());
-}
-
-TEST(ZobStringTest, TruncateKeepsPrefixAndState) {
-  ZobString s("abcdef");
-  s.truncate(10);
-  EXPECT_EQ("abcdef", s.str());
-  s.truncate(2);
-  EXPECT_EQ("ab", s.str());
-  s.truncate(0);
-  EXPECT_EQ(0, s.length());
-  EXPECT_FALSE(s.isNull());
 }
 
 TEST(ZobStringTest, FormatHandlesShortAndLongResults) {

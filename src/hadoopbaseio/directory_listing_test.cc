@@ -114,19 +114,6 @@ TEST_F(ListingTest, InitKeepsOnlyTheInstanceAndTheListing) {
               ElementsAre("destroy HadoopClient"));
 }
 
-TEST_F(ListingTest, TheListingKeepsItsOwnCopyOfTheUri) {
-  UriOwner parsed = uri("hdfs://nn:8020/data");
-  ZobString err;
-  listing_.reset(createDirectoryListing(nullptr, parsed.get(),
-                                        static_cast<int>(ZOB_LISTING_FILES_ONLY), &err));
-  ASSERT_NE(listing_, nullptr);
-  parsed.reset();
-  ASSERT_TRUE(listing_->next());
-  ZobTxtFile* text = listing_->openTextFile(ZOB_TXTFILE_READ, 0, 0, &err);
-  ASSERT_NE(text, nullptr) << err.str();
-  text->release();
-}
-
 TEST_F(ListingTest, AnUnlistablePathFailsWithTheListingsText) {
   UriOwner parsed = uri("hdfs://nn:8020/data/a.csv");
   ZobString err;

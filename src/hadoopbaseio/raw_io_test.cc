@@ -64,14 +64,11 @@ TEST_F(RawIOTest, BufferSizeComesFromTheCallerElseTheUriElseTheDefault) {
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt?buffer-size=100", ZOB_TXTFILE_READ, 77, &size));
   EXPECT_EQ(size, 77);
   EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[4], ScriptedValue::ofInt(77));
-}
 
-TEST_F(RawIOTest, OpenLeavesANonNegativeFourthArgumentAlone) {
-  uri_ = uri("hdfs://nn:8020/data/f.txt");
-  ZobString err;
-  raw_.reset(createRawIO(uri_.get(), &err));
+  // The URI's path shows only once open; a non-negative fourth argument is left alone.
+  raw_.reset(createRawIO(uri_.get(), nullptr));
   EXPECT_EQ(raw_->getURI().str(), "");
-  int size = 0, reserved = 5;
+  int reserved = 5;
   ASSERT_TRUE(raw_->open(ZOB_TXTFILE_READ, 0, &size, &reserved));
   EXPECT_EQ(reserved, 5);
   EXPECT_EQ(raw_->size(), 300);
@@ -114,11 +111,15 @@ TEST_F(RawIOTest, OneReadThatBringsTheMinimumIsHandedOutWithoutCopy) {
 
 TEST_F(RawIOTest, OnceGatheringHasBegunEveryLaterReadIsCopiedToo) {
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  fs_.readLimits = {60, 120};
+  fs_.readLimits = {60, 120, 40};
   const char* data = nullptr;
   ASSERT_EQ(raw_->getBytes(&data, 100, 200), 180);
   EXPECT_EQ(std::string(data, 180), content_.substr(0, 180));
   EXPECT_EQ(data[180], '\0');
+  // Gathering stops as soon as it holds exactly the minimum.
+  ASSERT_EQ(raw_->getBytes(&data, 80, 100), 80);
+  EXPECT_EQ(std::string(data, 80), content_.substr(180, 80));
+  EXPECT_THAT(readCounts(), ElementsAre(200, 140, 100, 60));
 }
 
 TEST_F(RawIOTest, GatheringStopsAtTheEndOfTheFileAndThenReadsGiveZero) {
@@ -202,20 +203,19 @@ TEST_F(RawIOTest, AFailedFinalWriteStillClosesAndReportsTheWrite) {
 }
 
 TEST_F(RawIOTest, ClosingAReadStreamOnlyClosesTheFile) {
+  // Never opened: closes and ends without a call.
+  uri_ = uri("hdfs://nn:8020/data/f.txt");
+  raw_.reset(createRawIO(uri_.get(), nullptr));
+  EXPECT_TRUE(raw_->close());
+  raw_.reset();
+  EXPECT_TRUE(bridge().eventLog().empty());
+
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
   const size_t before = bridge().calls().size();
   EXPECT_TRUE(raw_->close());
   const std::vector<std::string> methods = bridge().methodsCalled();
   EXPECT_THAT(std::vector<std::string>(methods.begin() + before, methods.end()),
               ElementsAre("HDFSFileClose"));
-}
-
-TEST_F(RawIOTest, AStreamNeverOpenedClosesAndEndsWithoutCalls) {
-  uri_ = uri("hdfs://nn:8020/data/f.txt");
-  raw_.reset(createRawIO(uri_.get(), nullptr));
-  EXPECT_TRUE(raw_->close());
-  raw_.reset();
-  EXPECT_TRUE(bridge().eventLog().empty());
 }
 
 TEST_F(RawIOTest, ReleaseEndsFileServiceConfigurationAndInstanceInThatOrder) {
@@ -236,14 +236,13 @@ TEST_F(RawIOTest, AFailedOpenKeepsItsObjectsUntilRelease) {
   raw_.reset();
   EXPECT_EQ(bridge().callCount("HDFSRelease"), 1);
   EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
-}
 
-TEST_F(RawIOTest, AServiceThatCannotBeMadeLeavesNothingBehind) {
+  // A service that cannot be made leaves nothing behind.
   bridge().answer("CreateHDFS", ScriptedAnswer::javaError(3, "no file system"));
   EXPECT_FALSE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
   EXPECT_NE(raw_->getErrorMessage().str().find("no file system"), std::string::npos);
-  EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
-  EXPECT_EQ(bridge().callCount("HDFSOpenFile"), 0);
+  EXPECT_EQ(bridge().callCount("CfgRelease"), 2);
+  EXPECT_EQ(bridge().callCount("HDFSOpenFile"), 1);
 }
 
 }  // namespace

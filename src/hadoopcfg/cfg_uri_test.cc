@@ -210,19 +210,4 @@ TEST_F(CfgUriTest, FailuresDeleteTheHalfMadeConfiguration) {
   EXPECT_EQ(wireObjectsLeft(), 0);
 }
 
-TEST_F(CfgUriTest, UriNamingAnotherDirectoryThanTheHeldProxyFailsBeforeAnyCall) {
-  ZobString err;
-  ASSERT_NE(hadoop_->createConfiguration(&err), nullptr);
-  FakeUri uri;
-  uri.proxyDirectory = "elsewhere";
-  EXPECT_EQ(hadoop_->createConfiguration(&uri, &err), nullptr);
-  EXPECT_EQ(err.str(),
-            "Failed to acquire proxy (elsewhere) due to the proxy already being held "
-            "with a different proxy directory (hadoop).");
-  EXPECT_EQ(bridge().callCount("CreateConfig"), 1);
-
-  uri.proxyDirectory = "hadoop";
-  EXPECT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
-}
-
 }  // namespace

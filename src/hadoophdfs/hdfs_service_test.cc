@@ -3,37 +3,31 @@
 // how the service ends.
 #include "hadoophdfs/hdfs_test_support.h"
 
+#include <functional>
+
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 namespace {
 
 class ServiceTest : public HdfsTest {};
 
-TEST_F(ServiceTest, CreationSendsTheConfigurationObjectOrANullOne) {
+// Creation sends the configuration's object (or a null one); a failed creation
+// releases nothing; a release gives back the Java object once, logging a
+// failure of that; a service left alive is ended with its instance.
+TEST_F(ServiceTest, CreationAndRelease) {
   ZOHadoopHDFS* hdfs = makeService();
-  ASSERT_NE(hdfs, nullptr);
-  ScriptedCall create = *bridge().lastCallTo("CreateHDFS");
+  const ScriptedCall create = *bridge().lastCallTo("CreateHDFS");
   EXPECT_EQ(create.signature, HADOOP_CREATECONFIG_SIG_OUT);
   EXPECT_FALSE(create.pollGiven);
-  ASSERT_EQ(create.count, 1);
-  EXPECT_EQ(create.inputs[0], ScriptedValue::ofObject(kCfgObject));
+  EXPECT_THAT(create.inputs, ElementsAre(ScriptedValue::ofObject(kCfgObject)));
   EXPECT_EQ(static_cast<ZOHadoopHDFSImpl*>(hdfs)->javaObject(), kServiceObject);
 
-  bridge().answer("CreateHDFS", ScriptedAnswer::outputs({ScriptedValue::ofObject(7)}));
-  ZobString err("stale");
-  ZOHadoopHDFS* bare = hadoop_->createHDFS(nullptr, &err);
-  ASSERT_NE(bare, nullptr) << err.str();
-  EXPECT_TRUE(err.isNull());
-  create = *bridge().lastCallTo("CreateHDFS");
-  ASSERT_EQ(create.count, 1);
-  EXPECT_EQ(create.inputs[0], ScriptedValue::ofNull(WLP_TYPE_OBJECT));
-  bare->release();
-}
-
-TEST_F(ServiceTest, FailedCreationEndsWithoutReleasingAnything) {
-  makeConfiguration();
-  bridge().answerSequence("CreateHDFS", {ScriptedAnswer::javaError(3, "no fs"),
-                                         ScriptedAnswer::unreadable(WLP_ERR_MEMORY)});
+  bridge().answerNth("CreateHDFS", 2, ScriptedAnswer::javaError(3, "no fs"));
+  bridge().answerNth("CreateHDFS", 3, ScriptedAnswer::unreadable(WLP_ERR_MEMORY));
+  bridge().answerNth("CreateHDFS", 4, ScriptedAnswer::outputs({ScriptedValue::ofObject(7)}));
   ZobString err;
   EXPECT_EQ(hadoop_->createHDFS(nullptr, &err), nullptr);
   EXPECT_TRUE(isMessage(err, 1725)) << err.str();
@@ -41,38 +35,35 @@ TEST_F(ServiceTest, FailedCreationEndsWithoutReleasingAnything) {
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_NE(err.str().find("zowlpResponse_parameters"), std::string::npos);
   EXPECT_EQ(bridge().callCount("HDFSRelease"), 0);
-  EXPECT_EQ(wireObjectsLeft(), 0);
+  err = ZobString("stale");
+  ZOHadoopHDFS* bare = hadoop_->createHDFS(nullptr, &err);
+  ASSERT_NE(bare, nullptr) << err.str();
+  EXPECT_TRUE(err.isNull());
+  EXPECT_THAT(bridge().lastCallTo("CreateHDFS")->inputs,
+              ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT)));
   const std::vector<std::string> lines = serviceLog();
-  ASSERT_EQ(lines.size(), 6u);
-  EXPECT_EQ(lines[0].rfind("2 Created Hadoop HDFS instance ", 0), 0u) << lines[0];
-  EXPECT_EQ(lines[1].rfind("2 Destroying Hadoop HDFS instance ", 0), 0u) << lines[1];
-  EXPECT_EQ(lines[2].rfind("2 Completed destruction of Hadoop HDFS instance ", 0), 0u);
-}
+  ASSERT_EQ(lines.size(), 8u);
+  EXPECT_THAT(std::vector<std::string>(lines.begin() + 1, lines.begin() + 4),
+              ElementsAre(StartsWith("2 Created Hadoop HDFS instance "),
+                          StartsWith("2 Destroying Hadoop HDFS instance "),
+                          StartsWith("2 Completed destruction of Hadoop HDFS instance ")));
 
-TEST_F(ServiceTest, ReleaseGivesBackTheJavaObjectAndLogsAFailureOfThat) {
-  ZOHadoopHDFS* hdfs = makeService();
   bridge().answer("HDFSRelease", ScriptedAnswer::javaError(9, "gone"));
   log_.clear();
   hdfs->release();
-  ScriptedCall release = *bridge().lastCallTo("HDFSRelease");
+  const ScriptedCall release = *bridge().lastCallTo("HDFSRelease");
   EXPECT_FALSE(release.pollGiven);
   EXPECT_EQ(release.signature, JAVA_PROXY_EMPTY_SIG);
   EXPECT_THAT(release.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject)));
-  const std::vector<std::string> lines = serviceLog();
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0].rfind("2 Destroying Hadoop HDFS instance ", 0), 0u);
-  EXPECT_EQ(lines[1].rfind("3 [Hadoop Client 1725]", 0), 0u) << lines[1];
-  EXPECT_NE(lines[1].find("gone"), std::string::npos);
-  EXPECT_EQ(lines[2].rfind("2 Completed destruction of Hadoop HDFS instance ", 0), 0u);
-  // Released by its caller, the service is not ended again with the instance.
+  EXPECT_THAT(serviceLog(),
+              ElementsAre(StartsWith("2 Destroying Hadoop HDFS instance "),
+                          AllOf(StartsWith("3 [Hadoop Client 1725]"), HasSubstr("gone")),
+                          StartsWith("2 Completed destruction of Hadoop HDFS instance ")));
+  // Released by its caller, the service is not ended again with the instance;
+  // the one left alive is.
   hadoop_.reset();
-  EXPECT_EQ(bridge().callCount("HDFSRelease"), 1);
-}
-
-TEST_F(ServiceTest, AServiceLeftAliveIsEndedWithItsInstance) {
-  makeService();
-  hadoop_.reset();
-  EXPECT_EQ(bridge().callCount("HDFSRelease"), 1);
+  EXPECT_EQ(bridge().callCount("HDFSRelease"), 2);
+  EXPECT_EQ(bridge().lastCallTo("HDFSRelease")->inputs[0], ScriptedValue::ofObject(7));
   EXPECT_EQ(wireObjectsLeft(), 0);
 }
 
@@ -113,89 +104,85 @@ TEST_F(ServiceTest, RenameAndCopiesSendPathsInOrderAndNeverConsultThePoll) {
   EXPECT_TRUE(isMessage(err, 1726)) << err.str();
 }
 
-TEST_F(ServiceTest, MakeDirectoryReportsTheCallNotTheAnswer) {
+// makeDirectory and deleteFile report whether the call went through, not what
+// it answered; exists answers true only for a readable true.
+TEST_F(ServiceTest, BooleanAnswersAndTheirLogLines) {
   ZOHadoopHDFS* hdfs = makeService();
-  bridge().answerSequence("HDFSMKDIR",
-                          {ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofBool(false)}),
-                           ScriptedAnswer::unreadable(WLP_ERR_MEMORY),
-                           ScriptedAnswer::javaError(1, "denied")});
+  const std::vector<ScriptedAnswer> answers = {
+      ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}),
+      ScriptedAnswer::outputs({ScriptedValue::ofBool(false)}),
+      ScriptedAnswer::unreadable(WLP_ERR_TYPE, {ScriptedValue::ofBool(true)}),
+      ScriptedAnswer::javaError(1, "denied")};
+  struct Case {
+    const char* method;
+    std::function<bool(HadoopPollStatus*, const char*, bool*, ZobString*)> run;
+    const char* signature;
+    std::vector<bool> results, answered;
+    std::vector<std::string> log;
+  };
+  const std::vector<Case> cases = {
+      {"HDFSMKDIR",
+       [&](HadoopPollStatus* p, const char* path, bool*, ZobString* e) {
+         return hdfs->makeDirectory(p, path, e);
+       },
+       HADOOP_HDFS_MKDIR_SIG_OUT, {true, true, true, false}, {},
+       {"2 Creating Hadoop HDFS directory /p0.", "2 Created HDFS directory /p0.",
+        "2 Creating Hadoop HDFS directory /p1.", "2 Could not create HDFS directory/p1.",
+        "2 Creating Hadoop HDFS directory /p2.", "2 Could not create HDFS directory/p2.",
+        "2 Creating Hadoop HDFS directory /p3.", "2 Failed to create HDFS directory /p3."}},
+      {"HDFSDelete",
+       [&](HadoopPollStatus* p, const char* path, bool*, ZobString* e) {
+         return hdfs->deleteFile(p, path, e);
+       },
+       HADOOP_HDFS_DELETEFILE_SIG_OUT, {true, true, true, false}, {},
+       {"2 Deleting Hadoop HDFS file /p0.", "2 Deleted Hadoop HDFS file /p0.",
+        "2 Deleting Hadoop HDFS file /p1.",
+        "2 Could not delete non-existent Hadoop HDFS file /p1.",
+        "2 Deleting Hadoop HDFS file /p2.",
+        "2 Could not delete non-existent Hadoop HDFS file /p2.",
+        "2 Deleting Hadoop HDFS file /p3.", "2 Failed to deleteHadoop HDFS file /p3."}},
+      {"HDFSExists",
+       [&](HadoopPollStatus* p, const char* path, bool* answer, ZobString* e) {
+         return hdfs->exists(p, path, answer, e);
+       },
+       HADOOP_HDFS_EXISTS_SIG_OUT, {true, true, true, false},
+       {true, false, false, false},
+       {"2 Checking for existence of HDFS entity /p0.",
+        "2 Checking for existence of HDFS entity /p1.",
+        "2 Checking for existence of HDFS entity /p2.",
+        "2 Checking for existence of HDFS entity /p3."}},
+  };
   MarkedPoll poll;
-  log_.clear();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.method);
+    bridge().answerSequence(c.method, answers);
+    log_.clear();
+    for (size_t i = 0; i < answers.size(); ++i) {
+      const std::string path = "/p" + std::to_string(i);
+      ZobString err;
+      bool answer = true;
+      EXPECT_EQ(c.run(&poll, path.c_str(), &answer, &err), c.results[i]) << path;
+      if (c.results[i]) {
+        EXPECT_TRUE(err.isNull()) << path << ": " << err.str();
+      } else {
+        EXPECT_TRUE(isMessage(err, 1725)) << path << ": " << err.str();
+      }
+      if (!c.answered.empty()) {
+        EXPECT_EQ(answer, c.answered[i]) << path;
+      }
+    }
+    const ScriptedCall call = *bridge().lastCallTo(c.method);
+    EXPECT_TRUE(call.pollGiven);
+    EXPECT_EQ(call.pollValue, 250);
+    EXPECT_EQ(call.signature, c.signature);
+    EXPECT_THAT(call.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject),
+                                         ScriptedValue::ofString("/p3")));
+    EXPECT_EQ(serviceLog(), c.log);
+  }
+  bridge().answer("HDFSDelete", ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD));
   ZobString err;
-  EXPECT_TRUE(hdfs->makeDirectory(&poll, "/n1", &err));
-  EXPECT_TRUE(err.isNull());
-  EXPECT_TRUE(hdfs->makeDirectory(&poll, "/n2", &err));
-  EXPECT_TRUE(err.isNull());
-  EXPECT_TRUE(hdfs->makeDirectory(&poll, "/n3", &err));
-  EXPECT_TRUE(err.isNull());
-  EXPECT_FALSE(hdfs->makeDirectory(&poll, "/n4", &err));
-  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
-
-  ScriptedCall call = *bridge().lastCallTo("HDFSMKDIR");
-  EXPECT_TRUE(call.pollGiven);
-  EXPECT_EQ(call.pollValue, 250);
-  EXPECT_EQ(call.signature, HADOOP_HDFS_MKDIR_SIG_OUT);
-  EXPECT_THAT(call.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject),
-                                       ScriptedValue::ofString("/n4")));
-  EXPECT_THAT(serviceLog(), ElementsAre("2 Creating Hadoop HDFS directory /n1.",
-                                        "2 Created HDFS directory /n1.",
-                                        "2 Creating Hadoop HDFS directory /n2.",
-                                        "2 Could not create HDFS directory/n2.",
-                                        "2 Creating Hadoop HDFS directory /n3.",
-                                        "2 Could not create HDFS directory/n3.",
-                                        "2 Creating Hadoop HDFS directory /n4.",
-                                        "2 Failed to create HDFS directory /n4."));
-  EXPECT_EQ(wireObjectsLeft(), 0);
-}
-
-TEST_F(ServiceTest, DeleteFileReportsTheCallNotTheAnswer) {
-  ZOHadoopHDFS* hdfs = makeService();
-  bridge().answerSequence("HDFSDelete",
-                          {ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofBool(false)}),
-                           ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD)});
-  log_.clear();
-  ZobString err;
-  EXPECT_TRUE(hdfs->deleteFile(nullptr, "/x", &err));
-  EXPECT_TRUE(hdfs->deleteFile(nullptr, "/missing", &err));
-  EXPECT_TRUE(err.isNull());
   EXPECT_FALSE(hdfs->deleteFile(nullptr, "/y", &err));
   EXPECT_TRUE(isMessage(err, 1726)) << err.str();
-  EXPECT_FALSE(bridge().lastCallTo("HDFSDelete")->pollGiven);
-  EXPECT_THAT(serviceLog(),
-              ElementsAre("2 Deleting Hadoop HDFS file /x.", "2 Deleted Hadoop HDFS file /x.",
-                          "2 Deleting Hadoop HDFS file /missing.",
-                          "2 Could not delete non-existent Hadoop HDFS file /missing.",
-                          "2 Deleting Hadoop HDFS file /y.",
-                          "2 Failed to deleteHadoop HDFS file /y."));
-}
-
-TEST_F(ServiceTest, ExistsAnswersTrueOnlyForAReadableTrue) {
-  ZOHadoopHDFS* hdfs = makeService();
-  bridge().answerSequence("HDFSExists",
-                          {ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofBool(false)}),
-                           ScriptedAnswer::unreadable(WLP_ERR_TYPE,
-                                                      {ScriptedValue::ofBool(true)}),
-                           ScriptedAnswer::javaError(2, "io")});
-  MarkedPoll poll;
-  ZobString err;
-  bool answer = false;
-  EXPECT_TRUE(hdfs->exists(&poll, "/e", &answer, &err));
-  EXPECT_TRUE(answer);
-  EXPECT_TRUE(hdfs->exists(&poll, "/e", &answer, &err));
-  EXPECT_FALSE(answer);
-  answer = true;
-  EXPECT_TRUE(hdfs->exists(&poll, "/e", &answer, &err));
-  EXPECT_FALSE(answer);
-  EXPECT_TRUE(err.isNull());
-  answer = true;
-  EXPECT_FALSE(hdfs->exists(&poll, "/e", &answer, &err));
-  EXPECT_FALSE(answer);
-  EXPECT_TRUE(isMessage(err, 1725));
-  EXPECT_TRUE(bridge().lastCallTo("HDFSExists")->pollGiven);
-  EXPECT_EQ(log_.of("ZO.Hadoop.HDFS").back(), "2 Checking for existence of HDFS entity /e.");
   EXPECT_EQ(wireObjectsLeft(), 0);
 }
 

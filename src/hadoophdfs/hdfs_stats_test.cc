@@ -46,56 +46,66 @@ TEST_F(StatsTest, EachCallConsumesOneEntryAndLeavesTheNextEntryRowPending) {
   EXPECT_EQ(second.name.str(), "b");
 }
 
-TEST_F(StatsTest, OnlyExactKeysSetFieldsAndBadValuesGiveZeroOrKeepTheDate) {
-  RowSetOwner rows = makeStatsRows({{std::nullopt, "x"},
-                                    {"size", "9"},
-                                    {"SIZE", "9"},
-                                    {"Sizes", "9"},
-                                    {"isdir", "true"},
-                                    {"IsDir ", "true"},
-                                    {"Perm", "511"},
-                                    {"Permissions", "4x"},
-                                    {"ModDate", "yesterday"},
-                                    {"Owner", "alice"},
-                                    {"Size", std::nullopt},
-                                    {"", "1"}});
-  int rowIndex = 0;
+// One entry parsed from the start of a table: its fields and where it stopped.
+struct Parsed {
+  std::string name;
+  long size;
+  bool isDir;
+  int permissions;
+  bool dated;
+  int rowIndex;
+};
+
+Parsed firstEntry(const StatsTable& table, int columns = 2) {
+  RowSetOwner rows = makeStatsRows(table, columns);
+  Parsed out{};
   zowlpParameter* pending = nullptr;
   ZOHadoopHDFSMember entry;
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
-  EXPECT_EQ(entry.name.str(), "x");
-  EXPECT_FALSE(entry.isDir);
-  EXPECT_EQ(entry.size, 0);
-  EXPECT_EQ(entry.permissions, 0);
-  EXPECT_FALSE(entry.modDate.isSet());
-  EXPECT_EQ(rowIndex, 12);
+  entry.name = ZobString("old");
+  EXPECT_TRUE(getStats(&out.rowIndex, rows.get(), &pending, &entry, nullptr));
+  EXPECT_FALSE(entry.name.isNull());
+  out.name = entry.name.str();
+  out.size = entry.size;
+  out.isDir = entry.isDir;
+  out.permissions = entry.permissions;
+  out.dated = entry.modDate.isSet();
+  return out;
 }
 
-TEST_F(StatsTest, NumbersAreDecimalAndAStringLikeSizeIsReadWhole) {
-  RowSetOwner rows = makeStatsRows(
-      entryStats("big", {{"Size", "8589934592"}, {"Permissions", "493"}}));
-  int rowIndex = 0;
-  zowlpParameter* pending = nullptr;
-  ZOHadoopHDFSMember entry;
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
-  EXPECT_EQ(entry.size, 8589934592L);
-  EXPECT_EQ(entry.permissions, 493);
-}
-
-TEST_F(StatsTest, PropertiesBeforeAnyEntryRowFormANamelessFirstEntry) {
-  RowSetOwner rows = makeStatsRows({{"Size", "7"}, {"IsDir", "x"}, {std::nullopt, "n"}});
-  int rowIndex = 0;
-  zowlpParameter* pending = nullptr;
-  ZOHadoopHDFSMember entry;
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
-  EXPECT_EQ(entry.name.str(), "");
-  EXPECT_EQ(entry.size, 7);
-  EXPECT_TRUE(entry.isDir);
-  EXPECT_EQ(rowIndex, 2);
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
-  EXPECT_EQ(entry.name.str(), "n");
-  EXPECT_FALSE(entry.isDir);
-  EXPECT_EQ(rowIndex, 3);
+// Only exact keys set fields; bad values give zero or keep the date unset;
+// numbers are decimal and a size is read whole; a null cell or a single column
+// reads as absent text; properties before any entry row form an entry that
+// keeps the record's name.
+TEST_F(StatsTest, FieldsComeOnlyFromExactKeysAndGoodValues) {
+  struct Case {
+    const char* what;
+    StatsTable table;
+    int columns;
+    Parsed expected;
+  };
+  const std::vector<Case> cases = {
+      {"near-miss keys and bad values",
+       {{std::nullopt, "x"}, {"size", "9"}, {"SIZE", "9"}, {"Sizes", "9"},
+        {"isdir", "true"}, {"IsDir ", "true"}, {"Perm", "511"}, {"Permissions", "4x"},
+        {"ModDate", "yesterday"}, {"Owner", "alice"}, {"Size", std::nullopt}, {"", "1"}},
+       2, {"x", 0, false, 0, false, 12}},
+      {"large decimal numbers",
+       entryStats("big", {{"Size", "8589934592"}, {"Permissions", "493"}}),
+       2, {"big", 8589934592L, false, 493, false, 3}},
+      {"null name cell", {{std::nullopt, std::nullopt}, {"Size", "3"}}, 2, {"", 3, false, 0, false, 2}},
+      {"single column", {{std::nullopt}, {"Size"}, {"IsDir"}}, 1, {"", 0, true, 0, false, 3}},
+      {"properties before any entry row",
+       {{"Size", "7"}, {"IsDir", "x"}, {std::nullopt, "n"}}, 2, {"old", 7, true, 0, false, 2}},
+  };
+  for (const Case& c : cases) {
+    const Parsed got = firstEntry(c.table, c.columns);
+    EXPECT_EQ(got.name, c.expected.name) << c.what;
+    EXPECT_EQ(got.size, c.expected.size) << c.what;
+    EXPECT_EQ(got.isDir, c.expected.isDir) << c.what;
+    EXPECT_EQ(got.permissions, c.expected.permissions) << c.what;
+    EXPECT_EQ(got.dated, c.expected.dated) << c.what;
+    EXPECT_EQ(got.rowIndex, c.expected.rowIndex) << c.what;
+  }
 }
 
 TEST_F(StatsTest, UnreadableRowFailsWithoutMovingTheCount) {
@@ -113,28 +123,6 @@ TEST_F(StatsTest, UnreadableRowFailsWithoutMovingTheCount) {
   EXPECT_EQ(entry.name.str(), "a");
   EXPECT_EQ(entry.size, 5);
   EXPECT_FALSE(entry.isDir);
-}
-
-TEST_F(StatsTest, NullCellsAndASingleColumnAreReadAsAbsentText) {
-  RowSetOwner rows = makeStatsRows({{std::nullopt, std::nullopt}, {"Size", "3"}});
-  int rowIndex = 0;
-  zowlpParameter* pending = nullptr;
-  ZOHadoopHDFSMember entry;
-  entry.name = ZobString("old");
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
-  EXPECT_EQ(entry.name.str(), "");
-  EXPECT_FALSE(entry.name.isNull());
-  EXPECT_EQ(entry.size, 3);
-
-  RowSetOwner narrow = makeStatsRows({{std::nullopt}, {"Size"}, {"IsDir"}}, 1);
-  rowIndex = 0;
-  pending = nullptr;
-  ZOHadoopHDFSMember only;
-  ASSERT_TRUE(getStats(&rowIndex, narrow.get(), &pending, &only, nullptr));
-  EXPECT_EQ(only.name.str(), "");
-  EXPECT_EQ(only.size, 0);
-  EXPECT_TRUE(only.isDir);
-  EXPECT_EQ(rowIndex, 3);
 }
 
 // ---- The directory walk ------------------------------------------------------------

@@ -46,20 +46,7 @@ class PigRunTest : public JobTest {
   static StringTable parametersSent() { return lastRun().inputs.at(2).stringTable(); }
 };
 
-// A text row set whose column is not a string is refused, not read as one.
-TEST_F(PigRunTest, TextRowsOfAnotherTypeAreRefused) {
-  bridge().answer("RunCommands",
-                  ScriptedAnswer::outputs({ScriptedValue::ofObject(kRun),
-                                           ScriptedValue::ofRows("\x07", {{ScriptedValue::ofObject(9)}})}));
-  ZOHadoopPig* pig = makePig();
-  RecordingText text;
-  ZobString err;
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "run", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-  EXPECT_EQ(wireObjectsLeft(), 0);
-}
-
-TEST_F(PigRunTest, NothingToSendTravelsAsNulls) {
+TEST_F(PigRunTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err)) << err.str();
@@ -77,19 +64,13 @@ TEST_F(PigRunTest, NothingToSendTravelsAsNulls) {
   EXPECT_THAT(wait.inputs, ElementsAre(ScriptedValue::ofObject(kRun)));
   EXPECT_EQ(wait.proxyId, run.proxyId);
   EXPECT_EQ(wireObjectsLeft(), 0);
-}
 
-TEST_F(PigRunTest, ConfigurationAndCommandsGoFirst) {
-  ZOHadoopCfg* cfg = makeConfiguration(17);
-  ZOHadoopPig* pig = makePig(cfg);
+  ZOHadoopPig* withCfg = makePig(makeConfiguration(17));
   const std::string script = "A = LOAD 'in' AS (x:int);\nDUMP A;";
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err))
-      << err.str();
-  const ScriptedCall run = lastRun();
-  EXPECT_EQ(run.inputs.at(0), ScriptedValue::ofObject(17));
-  EXPECT_EQ(run.inputs.at(1), ScriptedValue::ofString(script));
-  EXPECT_EQ(run.inputs.at(1).length, static_cast<int>(script.size()));
+  ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err)) << err.str();
+  EXPECT_EQ(lastRun().inputs.at(0), ScriptedValue::ofObject(17));
+  EXPECT_EQ(lastRun().inputs.at(1), ScriptedValue::ofString(script));
+  EXPECT_EQ(lastRun().inputs.at(1).length, static_cast<int>(script.size()));
 }
 
 TEST_F(PigRunTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
@@ -138,7 +119,7 @@ TEST_F(PigRunTest, OptionsOverrideParametersAndStayForLaterRuns) {
   EXPECT_EQ(parametersSent(), expected);
 }
 
-TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWait) {
+TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWaitOrIntoTheError) {
   bridge().answer("RunCommands", started(kRun, {"job_7 started", "2 stages"}));
   bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
   ZOHadoopPig* pig = makePig();
@@ -158,17 +139,14 @@ TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWait) {
   ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(901));
   EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(901));
-}
 
-TEST_F(PigRunTest, FailedRunPutsTheProxyTextIntoErrWithOrWithoutSink) {
+  // A failed run puts the proxy's text into the error, with or without a sink.
+  bridge().answer("RunCommands", started(kRun, {"run started"}));
   bridge().answer("Wait", waitAnswer(false, {"ERROR 1000: parse error", "line 1"}));
-  ZOHadoopPig* pig = makePig();
-  RecordingText text;
-  ZobString err;
+  text.texts.clear();
   EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
   EXPECT_EQ(err.str(), "ERROR 1000: parse error\nline 1");
   EXPECT_THAT(text.texts, ElementsAre("start: run started"));
-
   err = ZobString();
   EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
   EXPECT_EQ(err.str(), "ERROR 1000: parse error\nline 1");
@@ -185,11 +163,11 @@ TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
   ZobString err;
   EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
   EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
-
   RecordingText text;
   EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_EQ(bridge().callCount("Wait"), 1);
+
   EXPECT_EQ(wireObjectsLeft(), 0);
 }
 

@@ -108,14 +108,6 @@ TEST_F(InstanceTest, ChildWhoseInitFailsIsDeletedAndNeverRegistered) {
   EXPECT_EQ(wireObjectsLeft(), 0);
 }
 
-TEST_F(InstanceTest, InstanceThatNeverHeldTheProxyDestroysNoProxy) {
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->setProperty("a", "b", &err));
-  hadoop.reset();
-  EXPECT_TRUE(bridge().eventLog().empty());
-}
-
 TEST_F(InstanceTest, FailedProxyAcquisitionMakesNoChildAndIsRetried) {
   bridge().onCreateNth("HadoopClient", 1,
                        ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{2, "no JVM"}}));

@@ -1,7 +1,15 @@
 // Acquisition of the main proxy and the option and message callbacks.
 #include <gmock/gmock.h>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <chrono>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
 #include <thread>
 
 #include "zob_options.h"
@@ -174,30 +182,54 @@ TEST_F(ProxyTest, DerivedProxyHangsOffTheMainOneWithItsOwnDirectoryAsk) {
   zojniProxyDestroy(pig);
 }
 
-// Two threads that need the proxy at the same time: one creates it, the other
-// waits on the instance lock and then finds it held.
+// A thread's scheduler state from /proc: 'S' while it sleeps, here on a lock.
+char threadState(pid_t tid) {
+  std::ifstream in("/proc/self/task/" + std::to_string(tid) + "/stat");
+  const std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const size_t name = stat.rfind(')');
+  return name == std::string::npos || name + 2 >= stat.size() ? '?' : stat[name + 2];
+}
+
+// Two threads need the proxy at the same time. The creation goes on only once
+// the other thread sleeps: on the instance lock, or (were the lock missing) on
+// the bridge after it too found no proxy. The gate then holds both calls inside
+// the bridge together, so the threads are known to overlap.
 TEST_F(ProxyTest, ConcurrentFirstCallsCreateTheMainProxyOnce) {
-  bridge().onCreate(ScriptedCreateScript::from([](ScriptedCreateContext& create) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  std::atomic<pid_t> tids[2] = {{0}, {0}};
+  bridge().onCreate(ScriptedCreateScript::from([&tids](ScriptedCreateContext& create) {
+    const pid_t self = static_cast<pid_t>(syscall(SYS_gettid));
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    for (;;) {
+      const pid_t other = tids[0] == self ? tids[1] : tids[0];
+      if ((other != 0 && threadState(other) == 'S') ||
+          std::chrono::steady_clock::now() > deadline) {
+        break;
+      }
+      std::this_thread::yield();
+    }
     create.askOption("JAVA_PROXY/DIRECTORY");
     return ZOJNI_OK;
   }));
+  std::shared_ptr<ScriptedGate> gate = bridge().gate("Ping");
   InstanceOwner hadoop = makeInstance();
-  auto callOnce = [&hadoop](bool* ok) {
+  bool ok[2] = {false, false};
+  auto callOnce = [&](int i) {
+    tids[i] = static_cast<pid_t>(syscall(SYS_gettid));
     zowlpResponse* response = nullptr;
     ZobString err;
-    *ok = hadoop->callWrapper(nullptr, "HadoopClient", "Ping", JAVA_PROXY_EMPTY_SIG, 0,
-                              nullptr, &response, &err);
+    ok[i] = hadoop->callWrapper(nullptr, "HadoopClient", "Ping", JAVA_PROXY_EMPTY_SIG, 0,
+                                nullptr, &response, &err);
     if (response) zowlpResponse_destroy(response);
   };
-  bool ok1 = false, ok2 = false;
-  std::thread t1(callOnce, &ok1);
-  std::thread t2(callOnce, &ok2);
+  std::thread t1(callOnce, 0);
+  std::thread t2(callOnce, 1);
+  EXPECT_TRUE(gate->waitInside(2, std::chrono::seconds(10)))
+      << "the two calls were never inside the bridge together";
+  gate->release();
   t1.join();
   t2.join();
-  EXPECT_TRUE(ok1);
-  EXPECT_TRUE(ok2);
-  EXPECT_EQ(bridge().creations().size(), 1u);
+  EXPECT_TRUE(ok[0] && ok[1]);
+  ASSERT_EQ(bridge().creations().size(), 1u);
   EXPECT_EQ(bridge().callCount("Ping"), 2);
   for (const ScriptedCall& call : bridge().calls()) {
     EXPECT_EQ(call.proxyId, bridge().creations().at(0).proxyId);

@@ -224,15 +224,6 @@ TEST_P(HdfsService, ADirectoryOfAnotherUserIsRefusedAsPermissionDenied) {
   cfg->release();
 }
 
-TEST_P(HdfsService, ReadsReturnAtMostTheAskedCountAndZeroAtTheEnd) {
-  const std::string content = jvmtest::patternBytes(100000, 1);
-  ASSERT_TRUE(writeHdfs(at("data"), content, ZOB_TXTFILE_WRITE));
-  ZobString err;
-  for (int chunk : {1, 4095, 65536, 1 << 20}) {
-    EXPECT_TRUE(content == readHdfs(at("data"), chunk, &err)) << chunk << " " << err.str();
-  }
-}
-
 TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   constexpr int kPiece = 1 << 20;
   constexpr int kPieces = 256;
