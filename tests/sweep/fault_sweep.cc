@@ -1,0 +1,525 @@
+// Fault sweep: every public operation runs once against a healthy Java side,
+// which numbers the points where the Java side or the wire can fail (proxy
+// creations, calls, row-set creations, row adds, row reads); then it runs again
+// once per point and way of failing. After every run: the failing operation said
+// so with a text, nothing succeeded with a text left over, every object could
+// still be released, and no proxy or wire object was left behind. The sanitizer
+// build adds leaks and uses after free to that.
+//
+// Wire reads and adds are seen through linker wraps (this program links with
+// --wrap for them), so the counts are what the library really did, not what a
+// table says it should do.
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ZOHadoop.h"
+#include "ZOHadoopCfg.h"
+#include "ZOHadoopHDFS.h"
+#include "ZOHadoopIO.h"
+#include "ZOHadoopMapReduce.h"
+#include "ZOHadoopPig.h"
+#include "java_side.h"
+#include "zob_uri.h"
+#include "zowlp.h"
+
+namespace {
+
+enum Point { kCreate, kCall, kRowSet, kAddRow, kReadRow, kPoints };
+const char* const kPointNames[kPoints] = {"proxy creation", "call", "row-set creation",
+                                          "row add", "row read"};
+const char* const kCallWays[] = {"Java error", "status 3", "status 4 without response",
+                                 "no response", "unreadable response"};
+// A creation fails with the Java side's reason, or with none given.
+const int kWays[kPoints] = {2, 5, 1, 1, 1};
+
+struct Event {
+  Point point;
+  int ordinal;  // among the events of its kind in one run
+  int step;     // the operation it happened in
+  std::string what;       // method or proxy name
+  std::string signature;  // calls: the output signature
+};
+
+// One run's bookkeeping; the wraps and the bridge's scripts reach it.
+struct Sweep {
+  bool clean = true;
+  int count[kPoints] = {};
+  int responseReads = 0;
+  std::vector<Event> events;  // clean run only
+  Point faultPoint = kCall;
+  int faultOrdinal = -1;
+  int way = 0;
+  bool hit = false;
+  int step = -1;
+  std::map<const zowlpRowSet*, int> cursors;  // rows read of each output row set
+} g;
+
+thread_local int t_inBridge = 0;  // the bridge builds its answers with the same wire
+
+bool reach(Point point, const std::string& what = "", const std::string& signature = "") {
+  const int ordinal = g.count[point]++;
+  if (g.clean) {
+    g.events.push_back({point, ordinal, g.step, what, signature});
+    return false;
+  }
+  if (point != g.faultPoint || ordinal != g.faultOrdinal) return false;
+  g.hit = true;
+  return true;
+}
+
+ScriptedAnswer answerCall(ScriptedCallContext& context) {
+  const ScriptedCall& call = context.call();
+  if (!reach(kCall, call.method, call.signature)) return zohsweep::healthyAnswer(context);
+  switch (g.way) {
+    case 0: return ScriptedAnswer::javaError(7, "injected Java failure");
+    case 1: return ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD);
+    case 2: return ScriptedAnswer::status(ZOJNI_ERR_JAVA);
+    case 3: return ScriptedAnswer::noResponse();
+    default:
+      return ScriptedAnswer::unreadable(
+          WLP_ERR_MEMORY, zohsweep::healthyOutputs(call.method, call.signature));
+  }
+}
+
+int answerCreate(ScriptedCreateContext& context) {
+  context.askOption("JAVA_PROXY/DIRECTORY");
+  context.askOption("JAVA_PROXY/HAS_GETVERSION");
+  if (!reach(kCreate, context.creation().proxyName)) return ZOJNI_OK;
+  if (g.way == 0) context.report(2, "injected: proxy class not found");
+  return ZOJNI_ERR_CREATE;
+}
+
+}  // namespace
+
+extern "C" {
+int __real_zojniProxyCall(zojniProxy*, ZoJniPollRecord*, const char*, const char*,
+                          const char*, int, zowlpParameter*, zowlpResponse**);
+zowlpRowSet* __real_zojniProxyRowSetCreate(zojniProxy*, const char*);
+int __real_zowlpRowSet_addRow(zowlpRowSet*, zowlpParameter*);
+int __real_zowlpRowSet_nextRow(const zowlpRowSet*, zowlpParameter**);
+int __real_zowlpResponse_parameters(zowlpResponse*, int*, zowlpParameter**);
+
+int __wrap_zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const char* name,
+                          const char* method, const char* signature, int count,
+                          zowlpParameter* params, zowlpResponse** response) {
+  ++t_inBridge;
+  const int status =
+      __real_zojniProxyCall(proxy, poll, name, method, signature, count, params, response);
+  --t_inBridge;
+  return status;
+}
+
+zowlpRowSet* __wrap_zojniProxyRowSetCreate(zojniProxy* proxy, const char* columnTypes) {
+  // The bridge numbers row sets from 1 since its reset, as we count them.
+  if (reach(kRowSet)) ScriptedBridge::instance().failRowSetCreate(g.count[kRowSet]);
+  ++t_inBridge;
+  zowlpRowSet* rows = __real_zojniProxyRowSetCreate(proxy, columnTypes);
+  --t_inBridge;
+  return rows;
+}
+
+int __wrap_zowlpRowSet_addRow(zowlpRowSet* rows, zowlpParameter* row) {
+  if (t_inBridge == 0 && reach(kAddRow)) {
+    zowlpRowSet_testFailAddRowAt(rows, zowlpRowSet_getRows(rows), WLP_ERR_MEMORY);
+  }
+  return __real_zowlpRowSet_addRow(rows, row);
+}
+
+int __wrap_zowlpRowSet_nextRow(const zowlpRowSet* rows, zowlpParameter** row) {
+  if (t_inBridge == 0) {
+    int& cursor = g.cursors[rows];
+    if (reach(kReadRow)) {
+      zowlpRowSet_testFailNextRowAt(const_cast<zowlpRowSet*>(rows), cursor, WLP_ERR_MEMORY);
+    }
+    ++cursor;
+  }
+  return __real_zowlpRowSet_nextRow(rows, row);
+}
+
+int __wrap_zowlpResponse_parameters(zowlpResponse* response, int* count,
+                                    zowlpParameter** records) {
+  const int status = __real_zowlpResponse_parameters(response, count, records);
+  if (t_inBridge == 0) {
+    ++g.responseReads;
+    for (int i = 0; status == WLP_OK && i < *count; ++i) {
+      const zowlpParameter& out = (*records)[i];
+      if (out.type == WLP_TYPE_ROWSET && out.present) g.cursors[out.value.rowSet] = 0;
+    }
+  }
+  return status;
+}
+}  // extern "C"
+
+namespace {
+
+struct Step {
+  std::string name;
+  bool checked;  // reports failure as false plus a text (release, clear: no report)
+  bool failed = false;
+  bool textless = false;  // failed without a text
+};
+
+class Run {
+ public:
+  // An operation that reports failure: false or null with a text. A text written
+  // by an operation that then succeeds is an error swallowed on the way.
+  template <class F>
+  auto op(const char* name, F body) {
+    begin(name, true);
+    ZobString err;
+    auto result = body(&err);
+    const bool ok = static_cast<bool>(result);
+    steps_.back().failed = !ok;
+    steps_.back().textless = !ok && err.length() == 0;
+    if (ok && !err.isNull()) finding(name, "succeeded but left the text: " + err.str());
+    return result;
+  }
+  template <class F>
+  void quiet(const char* name, F body) {
+    begin(name, false);
+    body();
+  }
+  void finding(const std::string& step, const std::string& what) {
+    findings_.push_back(step + ": " + what);
+  }
+  const std::vector<Step>& steps() const { return steps_; }
+  std::vector<std::string>& findings() { return findings_; }
+
+ private:
+  void begin(const char* name, bool checked) {
+    g.step = static_cast<int>(steps_.size());
+    steps_.push_back({name, checked});
+  }
+  std::vector<Step> steps_;
+  std::vector<std::string> findings_;
+};
+
+// Releases what an operation made when the scenario's scope ends, children
+// before their instance, whatever failed on the way.
+template <class T>
+class Held {
+ public:
+  Held(Run& run, const char* releaseStep, T* object)
+      : run_(run), step_(releaseStep), object_(object) {}
+  ~Held() {
+    if (object_) run_.quiet(step_, [this] { object_->release(); });
+  }
+  Held(const Held&) = delete;
+  Held& operator=(const Held&) = delete;
+  T* operator->() const { return object_; }
+  T* get() const { return object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+
+ private:
+  Run& run_;
+  const char* step_;
+  T* object_;
+};
+
+using UriOwner = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
+
+class TextSink final : public HadoopTextStatus {
+ public:
+  void setFinalText(const ZobString&) override {}
+  void setStartText(const ZobString&) override {}
+};
+
+// The steps every service scenario starts with; null when one failed.
+ZOHadoop* instanceStep(Run& r) {
+  return r.op("zoHadoopCreate", [](ZobString* e) { return zoHadoopCreate(e); });
+}
+ZOHadoopCfg* configurationStep(Run& r, ZOHadoop* h) {
+  return r.op("createConfiguration", [&](ZobString* e) { return h->createConfiguration(e); });
+}
+
+void instanceAndConfiguration(Run& r) {
+  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
+  if (!h) return;
+  r.op("setProperty", [&](ZobString* e) { return h->setProperty("PIG_JAVA_PROXY_DIR_NAME", "/p", e); });
+  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
+  if (!cfg) return;
+  const ZobString keys[] = {"fs.defaultFS", "dfs.replication"}, values[] = {"hdfs://nn:8020", "2"};
+  r.op("setKeyValue", [&](ZobString* e) { return cfg->setKeyValue(keys[1], values[1], e); });
+  r.op("setKeyValues", [&](ZobString* e) { return cfg->setKeyValues(2, keys, values, e); });
+  r.op("addResourceFile", [&](ZobString* e) { return cfg->addResourceFile("/etc/core-site.xml", e); });
+  r.op("addResourceFiles", [&](ZobString* e) { return cfg->addResourceFiles(2, keys, e); });
+  r.op("setUserPass", [&](ZobString* e) { return cfg->setUserPass("alice", "secret", e); });
+  UriOwner uri(getURIFromURIString("hdfs://alice@nn:8020/data/a.txt"));
+  Held<ZOHadoopCfg> fromUri(r, "configuration release", r.op("createConfiguration(uri)",
+      [&](ZobString* e) { return h->createConfiguration(uri.get(), e); }));
+}
+
+void hdfsService(Run& r) {
+  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
+  if (!h) return;
+  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
+  if (!cfg) return;
+  Held<ZOHadoopHDFS> fs(r, "HDFS release",
+                        r.op("createHDFS", [&](ZobString* e) { return h->createHDFS(cfg.get(), e); }));
+  if (!fs) return;
+  bool answer = false;
+  r.op("rename", [&](ZobString* e) { return fs->rename(nullptr, "/a", "/b", e); });
+  r.op("copyFromLocal", [&](ZobString* e) { return fs->copyFromLocal(nullptr, "/tmp/l", false, "/a", true, e); });
+  r.op("copyToLocal", [&](ZobString* e) { return fs->copyToLocal(nullptr, "/a", false, "/tmp/l", true, e); });
+  r.op("deleteFile", [&](ZobString* e) { return fs->deleteFile(nullptr, "/a", e); });
+  r.op("exists", [&](ZobString* e) { return fs->exists(nullptr, "/a", &answer, e); });
+  r.op("makeDirectory", [&](ZobString* e) { return fs->makeDirectory(nullptr, "/d", e); });
+  {
+    Held<ZOHadoopDirectory> dir(r, "directory release",
+                                r.op("openDir", [&](ZobString* e) { return fs->openDir(nullptr, "/d", e); }));
+    if (dir) {
+      ZobString name;
+      ZobDate date;
+      long size = 0;
+      unsigned long millis = 0;
+      bool isDir = false, readOnly = false;
+      for (int i = 0; i < 2; ++i) {
+        r.op("directory next", [&](ZobString* e) {
+          return dir->next(&name, &size, &date, &millis, &isDir, &readOnly, e);
+        });
+      }
+      r.op("directory close", [&](ZobString* e) { return dir->close(e); });
+    }
+  }
+  Held<ZOHadoopFile> in(r, "file release", r.op("openFile(read)", [&](ZobString* e) {
+    return fs->openFile(nullptr, "/a", ZOB_TXTFILE_READ, 0, 0, e);
+  }));
+  if (in) {
+    const char* data = nullptr;
+    in->getSize();
+    r.op("file read", [&](ZobString* e) { return in->read(nullptr, &data, 64, e) >= 0; });
+    r.op("file close", [&](ZobString* e) { return in->close(e); });
+  }
+  // Released without close: the destructor ends the Java side's file itself.
+  Held<ZOHadoopFile> out(r, "file release", r.op("openFile(write)", [&](ZobString* e) {
+    return fs->openFile(nullptr, "/w", ZOB_TXTFILE_WRITE, 0, 0, e);
+  }));
+  if (out) r.op("file write", [&](ZobString* e) { return out->write(nullptr, "abc", 3, e); });
+}
+
+// The adapters keep their text for getErrorMessage(); a step reads it on failure.
+template <class A>
+bool adapterResult(bool ok, A* adapter, ZobString* err) {
+  if (ok) err->setNull(true);
+  else *err = adapter->getErrorMessage();
+  return ok;
+}
+
+void rawStream(Run& r) {
+  UriOwner uri(getURIFromURIString("hdfs://nn:8020/data/a.txt"));
+  for (ZobTxtFileOpenMode mode : {ZOB_TXTFILE_READ, ZOB_TXTFILE_WRITE}) {
+    Held<ZobIORaw> raw(r, "raw release",
+                       r.op("createRawIO", [&](ZobString* e) { return createRawIO(uri.get(), e); }));
+    if (!raw) return;
+    int bufferSize = 0;
+    if (!r.op("raw open", [&](ZobString* e) {
+          return adapterResult(raw->open(mode, 0, &bufferSize, nullptr), raw.get(), e);
+        })) {
+      continue;
+    }
+    const char* data = nullptr;
+    if (mode == ZOB_TXTFILE_READ) {
+      r.op("raw getBytes", [&](ZobString* e) { return adapterResult(raw->getBytes(&data, 1, 64) >= 0, raw.get(), e); });
+      r.op("raw size", [&](ZobString* e) { return adapterResult(raw->size() >= 0, raw.get(), e); });
+    } else {
+      r.op("raw putBytes", [&](ZobString* e) { return adapterResult(raw->putBytes("abc", 3) == 3, raw.get(), e); });
+    }
+    r.op("raw close", [&](ZobString* e) { return adapterResult(raw->close(), raw.get(), e); });
+  }
+}
+
+void directoryListing(Run& r) {
+  UriOwner uri(getURIFromURIString("hdfs://nn:8020/data"));
+  Held<ZobDirectoryListing> list(r, "listing release", r.op("createDirectoryListing", [&](ZobString* e) {
+    return createDirectoryListing(nullptr, uri.get(), 0, e);
+  }));
+  if (!list) return;
+  // next() is false at the end as on failure; only a text tells them apart.
+  r.op("listing walk", [&](ZobString* e) {
+    while (list->next()) list->getName();
+    return adapterResult(list->getErrorMessage().length() == 0, list.get(), e);
+  });
+}
+
+void mapReduce(Run& r) {
+  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
+  if (!h) return;
+  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
+  if (!cfg) return;
+  Held<ZOHadoopMapReduce> job(r, "MapReduce release", r.op("createMapReduce", [&](ZobString* e) {
+    return h->createMapReduce(cfg.get(), e);
+  }));
+  if (!job) return;
+  TextSink text;
+  r.op("job setProperty", [&](ZobString* e) { return job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "C", e); });
+  r.op("job addInputPath", [&](ZobString* e) { return job->addInputPath("/in", e); });
+  r.op("job addJar", [&](ZobString* e) { return job->addJar("/j.jar", e); });
+  Held<ZobStringCursor> props(r, "cursor release", r.op("getPropertyList", [&](ZobString* e) {
+    return job->getPropertyList(e);
+  }));
+  r.op("job run", [&](ZobString* e) { return job->run(nullptr, &text, true, e); });
+  r.op("job stop", [&](ZobString* e) { return job->stop(nullptr, e); });
+}
+
+void pig(Run& r) {
+  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
+  if (!h) return;
+  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
+  if (!cfg) return;
+  Held<ZOHadoopPig> client(r, "Pig release", r.op("createPig", [&](ZobString* e) {
+    return h->createPig(cfg.get(), "", e);
+  }));
+  if (!client) return;
+  TextSink text;
+  r.op("pig setParameter", [&](ZobString* e) { return client->setParameter("in", "/in", e); });
+  r.op("pig registerJar", [&](ZobString* e) { return client->registerJar("/udf.jar", e); });
+  r.op("pig runCommands", [&](ZobString* e) {
+    return client->runCommands(nullptr, &text, "A = LOAD '$in';", nullptr, e);
+  });
+  r.op("pig stop", [&](ZobString* e) { return client->stop(nullptr, e); });
+  r.quiet("pig clear", [&] { client->clear(); });
+  r.op("pig runCommands again", [&](ZobString* e) {
+    return client->runCommands(nullptr, nullptr, "B = LOAD 'x';", nullptr, e);
+  });
+}
+
+// The instance ends the children still registered when it holds its proxy.
+void teardownByInstance(Run& r) {
+  Held<ZOHadoop> h(r, "instance release with children", instanceStep(r));
+  if (!h) return;
+  ZOHadoopCfg* cfg = configurationStep(r, h.get());
+  if (!cfg) return;
+  r.op("createHDFS", [&](ZobString* e) { return h->createHDFS(cfg, e); });
+  r.op("createMapReduce", [&](ZobString* e) { return h->createMapReduce(cfg, e); });
+  r.op("createPig", [&](ZobString* e) { return h->createPig(cfg, "", e); });
+}
+
+struct Operation {
+  const char* name;
+  void (*scenario)(Run&);
+};
+const Operation kOperations[] = {
+    {"instance and configuration", instanceAndConfiguration},
+    {"HDFS service, directory and files", hdfsService},
+    {"raw I/O adapter", rawStream},
+    {"directory listing adapter", directoryListing},
+    {"MapReduce job", mapReduce},
+    {"Pig client", pig},
+    {"instance release ending its children", teardownByInstance},
+};
+
+// Failures the library answers with success on purpose.
+bool acceptedSuccess(const Event& event, int way) {
+  if (event.point != kCall) return false;
+  const std::string& m = event.what;
+  // Releases run from destructors: a failure there is logged and passed over.
+  if (m == "CfgRelease" || m == "HDFSRelease" || m == "MapReduceRelease" || m == "Release") {
+    return true;
+  }
+  const bool missing = way == 3 || way == 4;  // no response, or one that cannot be read
+  // With no outputs there is nothing to miss; an unreadable answer to a yes/no
+  // question is a "no"; a job's start text is optional and a wait that brings
+  // nothing back counts as done; a Pig run without a response leaves the
+  // previous run to wait on.
+  if (missing && (event.signature.empty() || m == "HDFSExists" || m == "HDFSMKDIR" ||
+                  m == "HDFSDelete" || m == "MapReduceRun" || m == "MapReduceWait" ||
+                  m == "Wait")) {
+    return true;
+  }
+  return m == "RunCommands" && way == 3;
+}
+
+// One run of `op`; the fault is whatever `g` says. Returns the run's steps and
+// puts what went wrong into `problems`.
+std::vector<Step> runOnce(const Operation& op, std::vector<std::string>* problems) {
+  ScriptedBridge& bridge = ScriptedBridge::instance();
+  bridge.reset();
+  bridge.answerUnscripted(ScriptedAnswer::from(answerCall));
+  bridge.onCreate(ScriptedCreateScript::from(answerCreate));
+  for (int& c : g.count) c = 0;
+  g.responseReads = 0;
+  g.hit = false;
+  g.step = -1;
+  g.cursors.clear();
+  const int proxies = bridge.liveProxies();
+  const int wire = zowlpTestLiveObjects();
+  Run run;
+  op.scenario(run);
+  if (bridge.liveProxies() != proxies) run.finding("end", "Java proxies left alive");
+  if (zowlpTestLiveObjects() != wire) run.finding("end", "wire objects left alive");
+  for (std::string& f : run.findings()) problems->push_back(std::move(f));
+  return run.steps();
+}
+
+}  // namespace
+
+int main() {
+  int points = 0, runs = 0, creations = 0, calls = 0, rowSets = 0, adds = 0, rowReads = 0,
+      responseReads = 0;
+  std::vector<std::string> problems;
+  for (const Operation& op : kOperations) {
+    g = Sweep{};
+    std::vector<std::string> found;
+    const std::vector<Step> clean = runOnce(op, &found);
+    ++runs;
+    for (const Step& s : clean) {
+      if (s.failed) found.push_back("clean run: " + s.name + " failed");
+    }
+    const std::vector<Event> events = g.events;
+    std::printf("%-40s %3d creations %3d calls %3d row sets %3d adds %3d row reads"
+                " %3d response reads\n", op.name, g.count[kCreate], g.count[kCall],
+                g.count[kRowSet], g.count[kAddRow], g.count[kReadRow], g.responseReads);
+    creations += g.count[kCreate];
+    calls += g.count[kCall];
+    rowSets += g.count[kRowSet];
+    adds += g.count[kAddRow];
+    rowReads += g.count[kReadRow];
+    responseReads += g.responseReads;
+    points += static_cast<int>(events.size());
+    g.clean = false;
+    for (const Event& event : events) {
+      for (int way = 0; way < kWays[event.point]; ++way) {
+        g.faultPoint = event.point;
+        g.faultOrdinal = event.ordinal;
+        g.way = way;
+        std::vector<std::string> runProblems;
+        const std::vector<Step> steps = runOnce(op, &runProblems);
+        ++runs;
+        const Step& at = clean[static_cast<size_t>(event.step)];
+        // A creation that fails without a reason leaves the error text as it was.
+        const bool silent = event.point == kCreate && way == 1;
+        for (size_t i = 0; i < steps.size(); ++i) {
+          if (steps[i].textless && !(silent && i == static_cast<size_t>(event.step))) {
+            runProblems.push_back(steps[i].name + " failed without a text");
+          }
+        }
+        if (!g.hit) {
+          runProblems.push_back("the fault was never reached");
+        } else if (at.checked && !acceptedSuccess(event, way) &&
+                   (static_cast<size_t>(event.step) >= steps.size() ||
+                    !steps[static_cast<size_t>(event.step)].failed)) {
+          runProblems.push_back(at.name + " reported success");
+        }
+        for (const std::string& p : runProblems) {
+          std::string way_name = event.point == kCall     ? kCallWays[way]
+                                 : event.point == kCreate ? (way == 0 ? "fails with a reason" : "fails silently")
+                                                          : "fails";
+          found.push_back(std::string(kPointNames[event.point]) + " #" +
+                          std::to_string(event.ordinal + 1) + " " + event.what + " (" +
+                          way_name + ", in " + at.name + "): " + p);
+        }
+      }
+    }
+    for (const std::string& f : found) problems.push_back(std::string(op.name) + ": " + f);
+  }
+  std::printf("fault sweep: %zu operations, %d fault points (%d proxy creations, %d calls,"
+              " %d row sets, %d row adds, %d row reads; %d response reads fail through the"
+              " calls), %d runs, %zu findings\n",
+              sizeof(kOperations) / sizeof(kOperations[0]), points, creations, calls,
+              rowSets, adds, rowReads, responseReads, runs, problems.size());
+  for (const std::string& p : problems) std::printf("FINDING %s\n", p.c_str());
+  return problems.empty() ? 0 : 1;
+}
