@@ -227,174 +227,137 @@ class TextSink final : public HadoopTextStatus {
   void setStartText(const ZobString&) override {}
 };
 
-// The steps every service scenario starts with; null when one failed.
-ZOHadoop* instanceStep(Run& r) {
-  return r.op("zoHadoopCreate", [](ZobString* e) { return zoHadoopCreate(e); });
-}
-ZOHadoopCfg* configurationStep(Run& r, ZOHadoop* h) {
-  return r.op("createConfiguration", [&](ZobString* e) { return h->createConfiguration(e); });
-}
+// One checked step whose body is an expression over `e`, the error argument.
+#define OP(name, expr) r.op(name, [&](ZobString* e) { return expr; })
+// The instance and configuration every service scenario starts from.
+#define INSTANCE_AND_CONFIGURATION()                                                     \
+  Held<ZOHadoop> h(r, "instance release", OP("zoHadoopCreate", zoHadoopCreate(e)));      \
+  if (!h) return;                                                                        \
+  Held<ZOHadoopCfg> cfg(r, "configuration release",                                      \
+                        OP("createConfiguration", h->createConfiguration(e)));           \
+  if (!cfg) return
 
 void instanceAndConfiguration(Run& r) {
-  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
-  if (!h) return;
-  r.op("setProperty", [&](ZobString* e) { return h->setProperty("PIG_JAVA_PROXY_DIR_NAME", "/p", e); });
-  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
-  if (!cfg) return;
-  const ZobString keys[] = {"fs.defaultFS", "dfs.replication"}, values[] = {"hdfs://nn:8020", "2"};
-  r.op("setKeyValue", [&](ZobString* e) { return cfg->setKeyValue(keys[1], values[1], e); });
-  r.op("setKeyValues", [&](ZobString* e) { return cfg->setKeyValues(2, keys, values, e); });
-  r.op("addResourceFile", [&](ZobString* e) { return cfg->addResourceFile("/etc/core-site.xml", e); });
-  r.op("addResourceFiles", [&](ZobString* e) { return cfg->addResourceFiles(2, keys, e); });
-  r.op("setUserPass", [&](ZobString* e) { return cfg->setUserPass("alice", "secret", e); });
+  INSTANCE_AND_CONFIGURATION();
+  const ZobString keys[] = {"fs.defaultFS", "dfs.replication"}, values[] = {"hdfs://nn", "2"};
+  OP("setKeyValue", cfg->setKeyValue(keys[1], values[1], e));
+  OP("setKeyValues", cfg->setKeyValues(2, keys, values, e));
+  OP("addResourceFile", cfg->addResourceFile("/etc/core-site.xml", e));
+  OP("addResourceFiles", cfg->addResourceFiles(2, keys, e));
+  OP("setUserPass", cfg->setUserPass("alice", "secret", e));
   UriOwner uri(getURIFromURIString("hdfs://alice@nn:8020/data/a.txt"));
-  Held<ZOHadoopCfg> fromUri(r, "configuration release", r.op("createConfiguration(uri)",
-      [&](ZobString* e) { return h->createConfiguration(uri.get(), e); }));
+  Held<ZOHadoopCfg> fromUri(r, "configuration release",
+                            OP("createConfiguration(uri)", h->createConfiguration(uri.get(), e)));
 }
 
 void hdfsService(Run& r) {
-  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
-  if (!h) return;
-  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
-  if (!cfg) return;
-  Held<ZOHadoopHDFS> fs(r, "HDFS release",
-                        r.op("createHDFS", [&](ZobString* e) { return h->createHDFS(cfg.get(), e); }));
+  INSTANCE_AND_CONFIGURATION();
+  Held<ZOHadoopHDFS> fs(r, "HDFS release", OP("createHDFS", h->createHDFS(cfg.get(), e)));
   if (!fs) return;
   bool answer = false;
-  r.op("rename", [&](ZobString* e) { return fs->rename(nullptr, "/a", "/b", e); });
-  r.op("copyFromLocal", [&](ZobString* e) { return fs->copyFromLocal(nullptr, "/tmp/l", false, "/a", true, e); });
-  r.op("copyToLocal", [&](ZobString* e) { return fs->copyToLocal(nullptr, "/a", false, "/tmp/l", true, e); });
-  r.op("deleteFile", [&](ZobString* e) { return fs->deleteFile(nullptr, "/a", e); });
-  r.op("exists", [&](ZobString* e) { return fs->exists(nullptr, "/a", &answer, e); });
-  r.op("makeDirectory", [&](ZobString* e) { return fs->makeDirectory(nullptr, "/d", e); });
+  OP("rename", fs->rename(nullptr, "/a", "/b", e));
+  OP("copyFromLocal", fs->copyFromLocal(nullptr, "/tmp/l", false, "/a", true, e));
+  OP("copyToLocal", fs->copyToLocal(nullptr, "/a", false, "/tmp/l", true, e));
+  OP("deleteFile", fs->deleteFile(nullptr, "/a", e));
+  OP("exists", fs->exists(nullptr, "/a", &answer, e));
+  OP("makeDirectory", fs->makeDirectory(nullptr, "/d", e));
   {
-    Held<ZOHadoopDirectory> dir(r, "directory release",
-                                r.op("openDir", [&](ZobString* e) { return fs->openDir(nullptr, "/d", e); }));
-    if (dir) {
-      ZobString name;
-      ZobDate date;
-      long size = 0;
-      unsigned long millis = 0;
-      bool isDir = false, readOnly = false;
-      for (int i = 0; i < 2; ++i) {
-        r.op("directory next", [&](ZobString* e) {
-          return dir->next(&name, &size, &date, &millis, &isDir, &readOnly, e);
-        });
-      }
-      r.op("directory close", [&](ZobString* e) { return dir->close(e); });
+    Held<ZOHadoopDirectory> dir(r, "directory release", OP("openDir", fs->openDir(nullptr, "/d", e)));
+    ZobString name;
+    ZobDate date;
+    long size = 0;
+    unsigned long millis = 0;
+    bool isDir = false, readOnly = false;
+    for (int i = 0; dir && i < 2; ++i) {
+      OP("directory next", dir->next(&name, &size, &date, &millis, &isDir, &readOnly, e));
     }
+    if (dir) OP("directory close", dir->close(e));
   }
-  Held<ZOHadoopFile> in(r, "file release", r.op("openFile(read)", [&](ZobString* e) {
-    return fs->openFile(nullptr, "/a", ZOB_TXTFILE_READ, 0, 0, e);
-  }));
-  if (in) {
-    const char* data = nullptr;
-    in->getSize();
-    r.op("file read", [&](ZobString* e) { return in->read(nullptr, &data, 64, e) >= 0; });
-    r.op("file close", [&](ZobString* e) { return in->close(e); });
-  }
+  Held<ZOHadoopFile> in(r, "file release",
+                        OP("openFile(read)", fs->openFile(nullptr, "/a", ZOB_TXTFILE_READ, 0, 0, e)));
+  const char* data = nullptr;
+  if (in) OP("file read", in->getSize() >= 0 && in->read(nullptr, &data, 64, e) >= 0);
+  if (in) OP("file close", in->close(e));
   // Released without close: the destructor ends the Java side's file itself.
-  Held<ZOHadoopFile> out(r, "file release", r.op("openFile(write)", [&](ZobString* e) {
-    return fs->openFile(nullptr, "/w", ZOB_TXTFILE_WRITE, 0, 0, e);
-  }));
-  if (out) r.op("file write", [&](ZobString* e) { return out->write(nullptr, "abc", 3, e); });
+  Held<ZOHadoopFile> out(r, "file release",
+                         OP("openFile(write)", fs->openFile(nullptr, "/w", ZOB_TXTFILE_WRITE, 0, 0, e)));
+  if (out) OP("file write", out->write(nullptr, "abc", 3, e));
 }
 
 // The adapters keep their text for getErrorMessage(); a step reads it on failure.
 template <class A>
 bool adapterResult(bool ok, A* adapter, ZobString* err) {
-  if (ok) err->setNull(true);
-  else *err = adapter->getErrorMessage();
+  if (!ok) *err = adapter->getErrorMessage();
   return ok;
 }
 
 void rawStream(Run& r) {
   UriOwner uri(getURIFromURIString("hdfs://nn:8020/data/a.txt"));
   for (ZobTxtFileOpenMode mode : {ZOB_TXTFILE_READ, ZOB_TXTFILE_WRITE}) {
-    Held<ZobIORaw> raw(r, "raw release",
-                       r.op("createRawIO", [&](ZobString* e) { return createRawIO(uri.get(), e); }));
-    if (!raw) return;
+    Held<ZobIORaw> raw(r, "raw release", OP("createRawIO", createRawIO(uri.get(), e)));
     int bufferSize = 0;
-    if (!r.op("raw open", [&](ZobString* e) {
-          return adapterResult(raw->open(mode, 0, &bufferSize, nullptr), raw.get(), e);
-        })) {
+    const char* data = nullptr;
+    if (!raw || !OP("raw open", adapterResult(raw->open(mode, 0, &bufferSize, nullptr), raw.get(), e))) {
       continue;
     }
-    const char* data = nullptr;
     if (mode == ZOB_TXTFILE_READ) {
-      r.op("raw getBytes", [&](ZobString* e) { return adapterResult(raw->getBytes(&data, 1, 64) >= 0, raw.get(), e); });
-      r.op("raw size", [&](ZobString* e) { return adapterResult(raw->size() >= 0, raw.get(), e); });
+      OP("raw getBytes", adapterResult(raw->getBytes(&data, 1, 64) >= 0, raw.get(), e));
+      OP("raw size", adapterResult(raw->size() >= 0, raw.get(), e));
     } else {
-      r.op("raw putBytes", [&](ZobString* e) { return adapterResult(raw->putBytes("abc", 3) == 3, raw.get(), e); });
+      OP("raw putBytes", adapterResult(raw->putBytes("abc", 3) == 3, raw.get(), e));
     }
-    r.op("raw close", [&](ZobString* e) { return adapterResult(raw->close(), raw.get(), e); });
+    OP("raw close", adapterResult(raw->close(), raw.get(), e));
   }
+}
+
+bool walk(ZobDirectoryListing* list, ZobString* err) {
+  while (list->next()) list->getName();
+  // next() is false at the end as on failure; only a text tells them apart.
+  return adapterResult(list->getErrorMessage().length() == 0, list, err);
 }
 
 void directoryListing(Run& r) {
   UriOwner uri(getURIFromURIString("hdfs://nn:8020/data"));
-  Held<ZobDirectoryListing> list(r, "listing release", r.op("createDirectoryListing", [&](ZobString* e) {
-    return createDirectoryListing(nullptr, uri.get(), 0, e);
-  }));
-  if (!list) return;
-  // next() is false at the end as on failure; only a text tells them apart.
-  r.op("listing walk", [&](ZobString* e) {
-    while (list->next()) list->getName();
-    return adapterResult(list->getErrorMessage().length() == 0, list.get(), e);
-  });
+  Held<ZobDirectoryListing> list(r, "listing release",
+                                 OP("createDirectoryListing", createDirectoryListing(nullptr, uri.get(), 0, e)));
+  if (list) OP("listing walk", walk(list.get(), e));
 }
 
 void mapReduce(Run& r) {
-  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
-  if (!h) return;
-  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
-  if (!cfg) return;
-  Held<ZOHadoopMapReduce> job(r, "MapReduce release", r.op("createMapReduce", [&](ZobString* e) {
-    return h->createMapReduce(cfg.get(), e);
-  }));
+  INSTANCE_AND_CONFIGURATION();
+  Held<ZOHadoopMapReduce> job(r, "MapReduce release", OP("createMapReduce", h->createMapReduce(cfg.get(), e)));
   if (!job) return;
   TextSink text;
-  r.op("job setProperty", [&](ZobString* e) { return job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "C", e); });
-  r.op("job addInputPath", [&](ZobString* e) { return job->addInputPath("/in", e); });
-  r.op("job addJar", [&](ZobString* e) { return job->addJar("/j.jar", e); });
-  Held<ZobStringCursor> props(r, "cursor release", r.op("getPropertyList", [&](ZobString* e) {
-    return job->getPropertyList(e);
-  }));
-  r.op("job run", [&](ZobString* e) { return job->run(nullptr, &text, true, e); });
-  r.op("job stop", [&](ZobString* e) { return job->stop(nullptr, e); });
+  OP("job setProperty", job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "C", e));
+  OP("job addInputPath", job->addInputPath("/in", e));
+  OP("job addJar", job->addJar("/j.jar", e));
+  Held<ZobStringCursor> props(r, "cursor release", OP("getPropertyList", job->getPropertyList(e)));
+  OP("job run", job->run(nullptr, &text, true, e));
+  OP("job stop", job->stop(nullptr, e));
 }
 
 void pig(Run& r) {
-  Held<ZOHadoop> h(r, "instance release", instanceStep(r));
-  if (!h) return;
-  Held<ZOHadoopCfg> cfg(r, "configuration release", configurationStep(r, h.get()));
-  if (!cfg) return;
-  Held<ZOHadoopPig> client(r, "Pig release", r.op("createPig", [&](ZobString* e) {
-    return h->createPig(cfg.get(), "", e);
-  }));
+  INSTANCE_AND_CONFIGURATION();
+  Held<ZOHadoopPig> client(r, "Pig release", OP("createPig", h->createPig(cfg.get(), "", e)));
   if (!client) return;
   TextSink text;
-  r.op("pig setParameter", [&](ZobString* e) { return client->setParameter("in", "/in", e); });
-  r.op("pig registerJar", [&](ZobString* e) { return client->registerJar("/udf.jar", e); });
-  r.op("pig runCommands", [&](ZobString* e) {
-    return client->runCommands(nullptr, &text, "A = LOAD '$in';", nullptr, e);
-  });
-  r.op("pig stop", [&](ZobString* e) { return client->stop(nullptr, e); });
+  OP("pig setParameter", client->setParameter("in", "/in", e));
+  OP("pig registerJar", client->registerJar("/udf.jar", e));
+  OP("pig runCommands", client->runCommands(nullptr, &text, "A = LOAD '$in';", nullptr, e));
+  OP("pig stop", client->stop(nullptr, e));
   r.quiet("pig clear", [&] { client->clear(); });
-  r.op("pig runCommands again", [&](ZobString* e) {
-    return client->runCommands(nullptr, nullptr, "B = LOAD 'x';", nullptr, e);
-  });
+  OP("pig runCommands again", client->runCommands(nullptr, nullptr, "B = LOAD 'x';", nullptr, e));
 }
 
 // The instance ends the children still registered when it holds its proxy.
 void teardownByInstance(Run& r) {
-  Held<ZOHadoop> h(r, "instance release with children", instanceStep(r));
-  if (!h) return;
-  ZOHadoopCfg* cfg = configurationStep(r, h.get());
+  Held<ZOHadoop> h(r, "instance release with children", OP("zoHadoopCreate", zoHadoopCreate(e)));
+  if (!h || !OP("setProperty", h->setProperty("PIG_JAVA_PROXY_DIR_NAME", "/p", e))) return;
+  ZOHadoopCfg* cfg = OP("createConfiguration", h->createConfiguration(e));
   if (!cfg) return;
-  r.op("createHDFS", [&](ZobString* e) { return h->createHDFS(cfg, e); });
-  r.op("createMapReduce", [&](ZobString* e) { return h->createMapReduce(cfg, e); });
-  r.op("createPig", [&](ZobString* e) { return h->createPig(cfg, "", e); });
+  OP("createHDFS", h->createHDFS(cfg, e));
+  OP("createMapReduce", h->createMapReduce(cfg, e));
+  OP("createPig", h->createPig(cfg, "", e));
 }
 
 struct Operation {
