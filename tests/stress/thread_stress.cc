@@ -25,6 +25,13 @@ constexpr int kOwnThreads = 4;
 constexpr int kRounds = 40;
 
 std::atomic<int> g_operations{0};
+std::atomic<int> g_waiting{kSharedThreads + kOwnThreads};
+
+// Holds every thread until all are there, so that their first steps overlap.
+void startTogether() {
+  g_waiting.fetch_sub(1);
+  while (g_waiting.load() > 0) std::this_thread::yield();
+}
 std::atomic<int> g_failures{0};
 
 void expect(bool ok, const char* what, const ZobString& err) {
@@ -102,11 +109,13 @@ int main() {
   // race for it, the Pig clients for the option buffer.
   for (int t = 0; t < kSharedThreads; ++t) {
     threads.emplace_back([shared, t] {
+      startTogether();
       for (int n = 0; n < kRounds; ++n) round(shared, t, n);
     });
   }
   for (int t = 0; t < kOwnThreads; ++t) {
     threads.emplace_back([t] {
+      startTogether();
       for (int n = 0; n < kRounds / 4; ++n) {
         ZobString e;
         ZOHadoop* own = zoHadoopCreate(&e);

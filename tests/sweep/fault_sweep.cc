@@ -162,8 +162,14 @@ struct Step {
   bool textless = false;  // failed without a text
 };
 
-class Run {
- public:
+struct Run {
+  std::vector<Step> steps;
+  std::vector<std::string> findings;
+
+  void begin(const char* name, bool checked) {
+    g.step = static_cast<int>(steps.size());
+    steps.push_back({name, checked});
+  }
   // An operation that reports failure: false or null with a text. A text written
   // by an operation that then succeeds is an error swallowed on the way.
   template <class F>
@@ -171,10 +177,9 @@ class Run {
     begin(name, true);
     ZobString err;
     auto result = body(&err);
-    const bool ok = static_cast<bool>(result);
-    steps_.back().failed = !ok;
-    steps_.back().textless = !ok && err.length() == 0;
-    if (ok && !err.isNull()) finding(name, "succeeded but left the text: " + err.str());
+    steps.back().failed = !result;
+    steps.back().textless = !result && err.length() == 0;
+    if (result && !err.isNull()) findings.push_back(std::string(name) + ": succeeded with the text " + err.str());
     return result;
   }
   template <class F>
@@ -182,41 +187,20 @@ class Run {
     begin(name, false);
     body();
   }
-  void finding(const std::string& step, const std::string& what) {
-    findings_.push_back(step + ": " + what);
-  }
-  const std::vector<Step>& steps() const { return steps_; }
-  std::vector<std::string>& findings() { return findings_; }
-
- private:
-  void begin(const char* name, bool checked) {
-    g.step = static_cast<int>(steps_.size());
-    steps_.push_back({name, checked});
-  }
-  std::vector<Step> steps_;
-  std::vector<std::string> findings_;
 };
 
 // Releases what an operation made when the scenario's scope ends, children
 // before their instance, whatever failed on the way.
 template <class T>
-class Held {
- public:
+struct Releaser {
+  Run* run;
+  const char* step;
+  void operator()(T* object) const { run->quiet(step, [object] { object->release(); }); }
+};
+template <class T>
+struct Held : std::unique_ptr<T, Releaser<T>> {
   Held(Run& run, const char* releaseStep, T* object)
-      : run_(run), step_(releaseStep), object_(object) {}
-  ~Held() {
-    if (object_) run_.quiet(step_, [this] { object_->release(); });
-  }
-  Held(const Held&) = delete;
-  Held& operator=(const Held&) = delete;
-  T* operator->() const { return object_; }
-  T* get() const { return object_; }
-  explicit operator bool() const { return object_ != nullptr; }
-
- private:
-  Run& run_;
-  const char* step_;
-  T* object_;
+      : std::unique_ptr<T, Releaser<T>>(object, Releaser<T>{&run, releaseStep}) {}
 };
 
 using UriOwner = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
@@ -411,35 +395,47 @@ std::vector<Step> runOnce(const Operation& op, std::vector<std::string>* problem
   const int wire = zowlpTestLiveObjects();
   Run run;
   op.scenario(run);
-  if (bridge.liveProxies() != proxies) run.finding("end", "Java proxies left alive");
-  if (zowlpTestLiveObjects() != wire) run.finding("end", "wire objects left alive");
-  for (std::string& f : run.findings()) problems->push_back(std::move(f));
-  return run.steps();
+  if (bridge.liveProxies() != proxies) run.findings.push_back("Java proxies left alive");
+  if (zowlpTestLiveObjects() != wire) run.findings.push_back("wire objects left alive");
+  for (std::string& f : run.findings) problems->push_back(std::move(f));
+  return run.steps;
+}
+
+// What went wrong in the run that failed `event` the `way`th way.
+std::vector<std::string> judge(const std::vector<Step>& clean, const std::vector<Step>& steps,
+                               const Event& event, int way) {
+  std::vector<std::string> out;
+  const size_t at = static_cast<size_t>(event.step);
+  // A creation that fails without a reason leaves the error text as it was.
+  const bool silent = event.point == kCreate && way == 1;
+  for (size_t i = 0; i < steps.size(); ++i) {
+    if (steps[i].textless && !(silent && i == at)) out.push_back(steps[i].name + " failed without a text");
+  }
+  if (!g.hit) {
+    out.push_back("the fault was never reached");
+  } else if (clean[at].checked && !acceptedSuccess(event, way) && (at >= steps.size() || !steps[at].failed)) {
+    out.push_back(clean[at].name + " reported success");
+  }
+  return out;
 }
 
 }  // namespace
 
 int main() {
-  int points = 0, runs = 0, creations = 0, calls = 0, rowSets = 0, adds = 0, rowReads = 0,
-      responseReads = 0;
+  int total[kPoints] = {}, points = 0, runs = 0, responseReads = 0;
   std::vector<std::string> problems;
   for (const Operation& op : kOperations) {
     g = Sweep{};
-    std::vector<std::string> found;
-    const std::vector<Step> clean = runOnce(op, &found);
+    const std::vector<Step> clean = runOnce(op, &problems);
     ++runs;
     for (const Step& s : clean) {
-      if (s.failed) found.push_back("clean run: " + s.name + " failed");
+      if (s.failed) problems.push_back(std::string(op.name) + ": clean run: " + s.name + " failed");
     }
     const std::vector<Event> events = g.events;
-    std::printf("%-40s %3d creations %3d calls %3d row sets %3d adds %3d row reads"
-                " %3d response reads\n", op.name, g.count[kCreate], g.count[kCall],
-                g.count[kRowSet], g.count[kAddRow], g.count[kReadRow], g.responseReads);
-    creations += g.count[kCreate];
-    calls += g.count[kCall];
-    rowSets += g.count[kRowSet];
-    adds += g.count[kAddRow];
-    rowReads += g.count[kReadRow];
+    std::printf("%-38s %2d creations %2d calls %2d row sets %2d adds %2d row reads %2d response reads\n",
+                op.name, g.count[kCreate], g.count[kCall], g.count[kRowSet], g.count[kAddRow],
+                g.count[kReadRow], g.responseReads);
+    for (int k = 0; k < kPoints; ++k) total[k] += g.count[k];
     responseReads += g.responseReads;
     points += static_cast<int>(events.size());
     g.clean = false;
@@ -448,41 +444,26 @@ int main() {
         g.faultPoint = event.point;
         g.faultOrdinal = event.ordinal;
         g.way = way;
-        std::vector<std::string> runProblems;
-        const std::vector<Step> steps = runOnce(op, &runProblems);
+        std::vector<std::string> found;
+        const std::vector<Step> steps = runOnce(op, &found);
         ++runs;
-        const Step& at = clean[static_cast<size_t>(event.step)];
-        // A creation that fails without a reason leaves the error text as it was.
-        const bool silent = event.point == kCreate && way == 1;
-        for (size_t i = 0; i < steps.size(); ++i) {
-          if (steps[i].textless && !(silent && i == static_cast<size_t>(event.step))) {
-            runProblems.push_back(steps[i].name + " failed without a text");
-          }
-        }
-        if (!g.hit) {
-          runProblems.push_back("the fault was never reached");
-        } else if (at.checked && !acceptedSuccess(event, way) &&
-                   (static_cast<size_t>(event.step) >= steps.size() ||
-                    !steps[static_cast<size_t>(event.step)].failed)) {
-          runProblems.push_back(at.name + " reported success");
-        }
-        for (const std::string& p : runProblems) {
-          std::string way_name = event.point == kCall     ? kCallWays[way]
-                                 : event.point == kCreate ? (way == 0 ? "fails with a reason" : "fails silently")
-                                                          : "fails";
-          found.push_back(std::string(kPointNames[event.point]) + " #" +
-                          std::to_string(event.ordinal + 1) + " " + event.what + " (" +
-                          way_name + ", in " + at.name + "): " + p);
+        for (const std::string& p : judge(clean, steps, event, way)) found.push_back(p);
+        const char* wayName = event.point == kCall     ? kCallWays[way]
+                              : event.point == kCreate ? (way == 0 ? "with a reason" : "silently")
+                                                       : "fails";
+        for (const std::string& p : found) {
+          problems.push_back(std::string(op.name) + ": " + kPointNames[event.point] + " #" +
+                             std::to_string(event.ordinal + 1) + " " + event.what + " (" + wayName +
+                             ", in " + clean[static_cast<size_t>(event.step)].name + "): " + p);
         }
       }
     }
-    for (const std::string& f : found) problems.push_back(std::string(op.name) + ": " + f);
   }
-  std::printf("fault sweep: %zu operations, %d fault points (%d proxy creations, %d calls,"
-              " %d row sets, %d row adds, %d row reads; %d response reads fail through the"
-              " calls), %d runs, %zu findings\n",
-              sizeof(kOperations) / sizeof(kOperations[0]), points, creations, calls,
-              rowSets, adds, rowReads, responseReads, runs, problems.size());
+  std::printf("fault sweep: %zu operations, %d fault points (%d proxy creations, %d calls, %d row sets,"
+              " %d row adds, %d row reads; %d response reads fail through the calls), %d runs,"
+              " %zu findings\n", sizeof(kOperations) / sizeof(kOperations[0]), points,
+              total[kCreate], total[kCall], total[kRowSet], total[kAddRow], total[kReadRow],
+              responseReads, runs, problems.size());
   for (const std::string& p : problems) std::printf("FINDING %s\n", p.c_str());
   return problems.empty() ? 0 : 1;
 }
