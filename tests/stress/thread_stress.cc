@@ -1,11 +1,10 @@
 // Threads against the library on the scripted bridge, for ThreadSanitizer: eight
 // threads share one instance, creating and releasing children (Pig clients among
 // them, whose proxies are derived from the instance's) and calling through them,
-// while four more threads do the same each on an instance of its own. Every
+// while four more threads do the same each on instances of their own. Every
 // operation must succeed, and at the end no proxy or wire object is left.
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,46 +24,36 @@ constexpr int kOwnThreads = 4;
 constexpr int kRounds = 40;
 
 std::atomic<int> g_operations{0};
+std::atomic<int> g_failures{0};
 std::atomic<int> g_waiting{kSharedThreads + kOwnThreads};
 
-// Holds every thread until all are there, so that their first steps overlap.
-void startTogether() {
-  g_waiting.fetch_sub(1);
-  while (g_waiting.load() > 0) std::this_thread::yield();
-}
-std::atomic<int> g_failures{0};
-
-void expect(bool ok, const char* what, const ZobString& err) {
-  g_operations.fetch_add(1, std::memory_order_relaxed);
-  if (ok) return;
-  g_failures.fetch_add(1, std::memory_order_relaxed);
-  std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
+template <class T>
+T expect(T result, const char* what, const ZobString& err) {
+  g_operations.fetch_add(1);
+  if (!result) {
+    g_failures.fetch_add(1);
+    std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
+  }
+  return result;
 }
 
-// One round of every child kind on `h`, each child released before the next
-// round, so that the registry changes under the other threads' feet.
+// One round of every child kind on `h`, each released within the round, so that
+// the registry changes under the other threads' feet.
 void round(ZOHadoop* h, int thread, int n) {
   ZobString err;
   const ZobString path(("/t" + std::to_string(thread) + "/" + std::to_string(n)).c_str());
-  ZOHadoopCfg* cfg = h->createConfiguration(&err);
-  expect(cfg != nullptr, "createConfiguration", err);
+  ZOHadoopCfg* cfg = expect(h->createConfiguration(&err), "createConfiguration", err);
   if (cfg == nullptr) return;
   expect(cfg->setKeyValue("k", path, &err), "setKeyValue", err);
-
-  if (ZOHadoopPig* pig = h->createPig(cfg, "", &err)) {
+  if (ZOHadoopPig* pig = expect(h->createPig(cfg, "", &err), "createPig", err)) {
     expect(pig->setParameter("p", path, &err), "setParameter", err);
-    expect(pig->runCommands(nullptr, nullptr, "A = LOAD '$p';", nullptr, &err),
-           "runCommands", err);
+    expect(pig->runCommands(nullptr, nullptr, "A = LOAD '$p';", nullptr, &err), "runCommands", err);
     pig->release();
-  } else {
-    expect(false, "createPig", err);
   }
-
-  if (ZOHadoopHDFS* fs = h->createHDFS(cfg, &err)) {
+  if (ZOHadoopHDFS* fs = expect(h->createHDFS(cfg, &err), "createHDFS", err)) {
     bool answer = false;
     expect(fs->exists(nullptr, path, &answer, &err), "exists", err);
-    expect(fs->rename(nullptr, path, "/moved", &err), "rename", err);
-    if (ZOHadoopDirectory* dir = fs->openDir(nullptr, path, &err)) {
+    if (ZOHadoopDirectory* dir = expect(fs->openDir(nullptr, path, &err), "openDir", err)) {
       ZobString name;
       ZobDate date;
       long size = 0;
@@ -74,22 +63,22 @@ void round(ZOHadoop* h, int thread, int n) {
       }
       expect(err.isNull(), "next", err);
       dir->release();
-    } else {
-      expect(false, "openDir", err);
     }
     fs->release();
-  } else {
-    expect(false, "createHDFS", err);
   }
-
-  if (ZOHadoopMapReduce* job = h->createMapReduce(cfg, &err)) {
+  if (ZOHadoopMapReduce* job = expect(h->createMapReduce(cfg, &err), "createMapReduce", err)) {
     expect(job->addInputPath(path, &err), "addInputPath", err);
     expect(job->run(nullptr, nullptr, false, &err), "run", err);
     job->release();
-  } else {
-    expect(false, "createMapReduce", err);
   }
   cfg->release();
+}
+
+// Holds every thread until all are there, so that their first steps overlap:
+// the first creations on the shared instance race for its main proxy.
+void startTogether() {
+  g_waiting.fetch_sub(1);
+  while (g_waiting.load() > 0) std::this_thread::yield();
 }
 
 }  // namespace
@@ -105,44 +94,30 @@ int main() {
   ZOHadoop* shared = zoHadoopCreate(&err);
   if (shared == nullptr) return 1;
   std::vector<std::thread> threads;
-  // No thread acquires the shared proxy before the others: the first creations
-  // race for it, the Pig clients for the option buffer.
-  for (int t = 0; t < kSharedThreads; ++t) {
+  for (int t = 0; t < kSharedThreads + kOwnThreads; ++t) {
     threads.emplace_back([shared, t] {
       startTogether();
-      for (int n = 0; n < kRounds; ++n) round(shared, t, n);
-    });
-  }
-  for (int t = 0; t < kOwnThreads; ++t) {
-    threads.emplace_back([t] {
-      startTogether();
-      for (int n = 0; n < kRounds / 4; ++n) {
+      for (int n = 0; n < kRounds; ++n) {
+        if (t < kSharedThreads) {
+          round(shared, t, n);
+          continue;
+        }
         ZobString e;
-        ZOHadoop* own = zoHadoopCreate(&e);
-        expect(own != nullptr, "zoHadoopCreate", e);
-        if (own == nullptr) continue;
-        for (int i = 0; i < 4; ++i) round(own, kSharedThreads + t, n * 4 + i);
-        own->release();
+        if (ZOHadoop* own = expect(zoHadoopCreate(&e), "zoHadoopCreate", e)) {
+          round(own, t, n);
+          own->release();
+        }
       }
     });
   }
   for (std::thread& t : threads) t.join();
   shared->release();
 
-  const int callCount = static_cast<int>(bridge.calls().size());
-  const int creationCount = static_cast<int>(bridge.creations().size());
-  std::printf("thread stress: %d threads (%d on one instance, %d on their own), %d "
-              "operations, %d proxy calls, %d proxy creations, %d failures\n",
-              kSharedThreads + kOwnThreads, kSharedThreads, kOwnThreads,
-              g_operations.load(), callCount, creationCount, g_failures.load());
-  bool clean = g_failures.load() == 0;
-  if (bridge.liveProxies() != proxies) {
-    std::printf("%d Java proxies left alive\n", bridge.liveProxies() - proxies);
-    clean = false;
-  }
-  if (zowlpTestLiveObjects() != wire) {
-    std::printf("%d wire objects left alive\n", zowlpTestLiveObjects() - wire);
-    clean = false;
-  }
-  return clean ? 0 : 1;
+  const bool leftAlive = bridge.liveProxies() != proxies || zowlpTestLiveObjects() != wire;
+  std::printf("thread stress: %d threads (%d on one instance, %d on their own), %d operations, "
+              "%zu proxy calls, %zu proxy creations, %d failures%s\n",
+              kSharedThreads + kOwnThreads, kSharedThreads, kOwnThreads, g_operations.load(),
+              bridge.calls().size(), bridge.creations().size(), g_failures.load(),
+              leftAlive ? "; proxies or wire objects left alive" : "");
+  return g_failures.load() == 0 && !leftAlive ? 0 : 1;
 }

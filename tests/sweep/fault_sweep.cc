@@ -1,14 +1,10 @@
 // Fault sweep: every public operation runs once against a healthy Java side,
-// which numbers the points where the Java side or the wire can fail (proxy
-// creations, calls, row-set creations, row adds, row reads); then it runs again
+// which numbers the points where the Java side or the wire can fail; then again
 // once per point and way of failing. After every run: the failing operation said
-// so with a text, nothing succeeded with a text left over, every object could
-// still be released, and no proxy or wire object was left behind. The sanitizer
-// build adds leaks and uses after free to that.
-//
-// Wire reads and adds are seen through linker wraps (this program links with
-// --wrap for them), so the counts are what the library really did, not what a
-// table says it should do.
+// so with a text, every object could still be released, and no proxy or wire
+// object was left (the sanitizer build adds leaks and uses after free). Wire
+// reads and adds are seen through linker wraps, so the counts are what the
+// library really did.
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -58,6 +54,10 @@ struct Sweep {
 } g;
 
 thread_local int t_inBridge = 0;  // the bridge builds its answers with the same wire
+struct InBridge {
+  InBridge() { ++t_inBridge; }
+  ~InBridge() { --t_inBridge; }
+};
 
 bool reach(Point point, const std::string& what = "", const std::string& signature = "") {
   const int ordinal = g.count[point]++;
@@ -105,20 +105,15 @@ int __real_zowlpResponse_parameters(zowlpResponse*, int*, zowlpParameter**);
 int __wrap_zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const char* name,
                           const char* method, const char* signature, int count,
                           zowlpParameter* params, zowlpResponse** response) {
-  ++t_inBridge;
-  const int status =
-      __real_zojniProxyCall(proxy, poll, name, method, signature, count, params, response);
-  --t_inBridge;
-  return status;
+  InBridge inside;
+  return __real_zojniProxyCall(proxy, poll, name, method, signature, count, params, response);
 }
 
 zowlpRowSet* __wrap_zojniProxyRowSetCreate(zojniProxy* proxy, const char* columnTypes) {
   // The bridge numbers row sets from 1 since its reset, as we count them.
   if (reach(kRowSet)) ScriptedBridge::instance().failRowSetCreate(g.count[kRowSet]);
-  ++t_inBridge;
-  zowlpRowSet* rows = __real_zojniProxyRowSetCreate(proxy, columnTypes);
-  --t_inBridge;
-  return rows;
+  InBridge inside;
+  return __real_zojniProxyRowSetCreate(proxy, columnTypes);
 }
 
 int __wrap_zowlpRowSet_addRow(zowlpRowSet* rows, zowlpParameter* row) {
