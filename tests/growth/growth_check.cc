@@ -14,6 +14,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
+#include "directory_walk.h"
 #include "zojni_jvm_test.h"
 #include "zowlp.h"
 
@@ -41,13 +42,7 @@ void cycle(bool releaseChildren) {
     ZOHadoopHDFS* fs = h->createHDFS(cfg, &err);
     if (check(fs != nullptr, "createHDFS", err)) {
       if (ZOHadoopDirectory* dir = fs->openDir(nullptr, g_dir.c_str(), &err)) {
-        ZobString name;
-        ZobDate date;
-        long size = 0;
-        unsigned long millis = 0;
-        bool isDir = false, readOnly = false;
-        while (dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err)) {
-        }
+        check(zohsweep::walkDirectory(dir, &err), "next", err);
         dir->release();
       } else {
         check(false, "openDir", err);

@@ -14,6 +14,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
+#include "directory_walk.h"
 #include "java_side.h"
 #include "zowlp.h"
 
@@ -54,14 +55,7 @@ void round(ZOHadoop* h, int thread, int n) {
     bool answer = false;
     expect(fs->exists(nullptr, path, &answer, &err), "exists", err);
     if (ZOHadoopDirectory* dir = expect(fs->openDir(nullptr, path, &err), "openDir", err)) {
-      ZobString name;
-      ZobDate date;
-      long size = 0;
-      unsigned long millis = 0;
-      bool isDir = false, readOnly = false;
-      while (dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err)) {
-      }
-      expect(err.isNull(), "next", err);
+      expect(zohsweep::walkDirectory(dir, &err), "next", err);
       dir->release();
     }
     fs->release();

@@ -17,6 +17,7 @@
 #include "ZOHadoopIO.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
+#include "directory_walk.h"
 #include "java_side.h"
 #include "zob_uri.h"
 #include "zowlp.h"
@@ -242,14 +243,7 @@ void hdfsService(Run& r) {
   OP("makeDirectory", fs->makeDirectory(nullptr, "/d", e));
   {
     Held<ZOHadoopDirectory> dir(r, "directory release", OP("openDir", fs->openDir(nullptr, "/d", e)));
-    ZobString name;
-    ZobDate date;
-    long size = 0;
-    unsigned long millis = 0;
-    bool isDir = false, readOnly = false;
-    for (int i = 0; dir && i < 2; ++i) {
-      OP("directory next", dir->next(&name, &size, &date, &millis, &isDir, &readOnly, e));
-    }
+    if (dir) OP("directory walk", zohsweep::walkDirectory(dir.get(), e));
     if (dir) OP("directory close", dir->close(e));
   }
   Held<ZOHadoopFile> in(r, "file release",
