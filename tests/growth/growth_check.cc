@@ -3,8 +3,6 @@
 // live wire objects where one warm-up cycle left them. Two ways to end a cycle:
 // children released one by one before their instance, and an instance that holds
 // its main proxy released with its children still registered (it ends them).
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -21,12 +19,15 @@
 namespace {
 
 constexpr int kCycles = 1000;
-std::string g_dir;
+// This program's build directory: a listing and a file to read that are there
+// whenever the program is.
+const char kDir[] = ZOH_GROWTH_DIR;
 int g_failures = 0;
 
-bool check(bool ok, const char* what, const ZobString& err) {
-  if (!ok && ++g_failures <= 5) std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
-  return ok;
+template <class T>
+T check(T result, const char* what, const ZobString& err) {
+  if (!result && ++g_failures <= 5) std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
+  return result;
 }
 
 // One cycle; `releaseChildren` false leaves the registered children to the
@@ -34,36 +35,31 @@ bool check(bool ok, const char* what, const ZobString& err) {
 // always released first.
 void cycle(bool releaseChildren) {
   ZobString err;
-  ZOHadoop* h = zoHadoopCreate(&err);
-  if (!check(h != nullptr, "zoHadoopCreate", err)) return;
-  ZOHadoopCfg* cfg = h->createConfiguration(&err);
-  if (check(cfg != nullptr, "createConfiguration", err)) {
+  ZOHadoop* h = check(zoHadoopCreate(&err), "zoHadoopCreate", err);
+  if (h == nullptr) return;
+  if (ZOHadoopCfg* cfg = check(h->createConfiguration(&err), "createConfiguration", err)) {
     check(cfg->setKeyValue("fs.defaultFS", "file:///", &err), "setKeyValue", err);
-    ZOHadoopHDFS* fs = h->createHDFS(cfg, &err);
-    if (check(fs != nullptr, "createHDFS", err)) {
-      if (ZOHadoopDirectory* dir = fs->openDir(nullptr, g_dir.c_str(), &err)) {
+    ZOHadoopHDFS* fs = check(h->createHDFS(cfg, &err), "createHDFS", err);
+    if (fs != nullptr) {
+      if (ZOHadoopDirectory* dir = check(fs->openDir(nullptr, kDir, &err), "openDir", err)) {
         check(zohsweep::walkDirectory(dir, &err), "next", err);
         dir->release();
-      } else {
-        check(false, "openDir", err);
       }
-      const std::string path = g_dir + "/f.txt";
-      if (ZOHadoopFile* file =
-              fs->openFile(nullptr, path.c_str(), ZOB_TXTFILE_READ, 0, 0, &err)) {
+      const std::string path = std::string(kDir) + "/CTestTestfile.cmake";
+      if (ZOHadoopFile* file = check(fs->openFile(nullptr, path.c_str(), ZOB_TXTFILE_READ, 0, 0, &err),
+                                     "openFile", err)) {
         const char* data = nullptr;
         check(file->read(nullptr, &data, 16, &err) > 0, "read", err);
         file->release();  // without close: the file's end is the destructor's
-      } else {
-        check(false, "openFile", err);
       }
     }
-    ZOHadoopMapReduce* job = h->createMapReduce(cfg, &err);
-    if (check(job != nullptr, "createMapReduce", err)) {
-      ZobStringCursor* props = job->getPropertyList(&err);
-      if (check(props != nullptr, "getPropertyList", err)) props->release();
+    ZOHadoopMapReduce* job = check(h->createMapReduce(cfg, &err), "createMapReduce", err);
+    if (job != nullptr) {
+      if (ZobStringCursor* props = check(job->getPropertyList(&err), "getPropertyList", err)) {
+        props->release();
+      }
     }
-    ZOHadoopPig* pig = h->createPig(cfg, "", &err);
-    check(pig != nullptr, "createPig", err);
+    ZOHadoopPig* pig = check(h->createPig(cfg, "", &err), "createPig", err);
     if (releaseChildren) {
       if (pig) pig->release();
       if (job) job->release();
@@ -77,15 +73,6 @@ void cycle(bool releaseChildren) {
 }  // namespace
 
 int main() {
-  char pattern[] = "/tmp/zoh-growth-XXXXXX";
-  if (mkdtemp(pattern) == nullptr) return 1;
-  g_dir = pattern;
-  const std::string file = g_dir + "/f.txt";
-  if (FILE* f = std::fopen(file.c_str(), "w")) {
-    std::fputs("growth check\n", f);
-    std::fclose(f);
-  }
-
   bool grew = false;
   for (bool releaseChildren : {true, false}) {
     cycle(releaseChildren);  // loads classes and fills the bridge's caches once
@@ -97,8 +84,6 @@ int main() {
                 kCycles, refs, zojniJvmTestGlobalRefs(), wire, zowlpTestLiveObjects());
     grew = grew || zojniJvmTestGlobalRefs() != refs || zowlpTestLiveObjects() != wire;
   }
-  unlink(file.c_str());
-  rmdir(g_dir.c_str());
   if (g_failures > 0) std::printf("%d operations failed\n", g_failures);
   return grew || g_failures > 0 ? 1 : 0;
 }

@@ -11,24 +11,18 @@
 
 namespace zohsweep {
 
-// The stats rows of one entry, as the listing and the opening of a file carry them.
-inline void appendEntry(std::vector<std::vector<std::optional<std::string>>>* rows,
-                        const std::string& name) {
-  rows->push_back({std::nullopt, name});
-  rows->push_back({"Size", "5"});
-  rows->push_back({"Permissions", "420"});
-  rows->push_back({"ModDate", "2026-11-22T08:15:30.250Z"});
-}
-
+// Stats rows (of one entry; of two for a listing) or lines of text.
 inline ScriptedValue rowsFor(const std::string& method) {
-  std::vector<std::vector<std::optional<std::string>>> rows;
-  if (method == "HDFSOpenFile" || method == "HDFSListDir") {
-    appendEntry(&rows, "a.txt");
-    if (method == "HDFSListDir") appendEntry(&rows, "b.txt");
-    return ScriptedValue::ofStringRows(rows, 2);
+  if (method != "HDFSOpenFile" && method != "HDFSListDir") {
+    return ScriptedValue::ofStringRows({{"first line"}, {"second line"}}, 1);
   }
-  rows = {{"first line"}, {"second line"}};
-  return ScriptedValue::ofStringRows(rows, 1);
+  std::vector<std::vector<std::optional<std::string>>> rows;
+  for (const char* name : {"a.txt", "b.txt"}) {
+    rows.insert(rows.end(), {{std::nullopt, name}, {"Size", "5"}, {"Permissions", "420"},
+                             {"ModDate", "2026-11-22T08:15:30.250Z"}});
+    if (method == "HDFSOpenFile") break;
+  }
+  return ScriptedValue::ofStringRows(rows, 2);
 }
 
 // The outputs a healthy Java side gives `method` for `signature`; object handles
