@@ -39,7 +39,7 @@ inline std::vector<ScriptedValue> healthyOutputs(const std::string& method,
       case WLP_TYPE_INT: out.push_back(ScriptedValue::ofInt(1)); break;
       case WLP_TYPE_STRING: out.push_back(ScriptedValue::ofString("s")); break;
       case WLP_TYPE_ROWSET: out.push_back(rowsFor(method)); break;
-      default: out.push_back(ScriptedValue::none()); break;
+      default: out.push_back(ScriptedValue::ofNull(code)); break;
     }
   }
   return out;

@@ -11,6 +11,12 @@ import java.net.URLClassLoader;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
+import java.util.concurrent.ExecutionException;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
+import java.util.concurrent.TimeUnit;
+import java.util.concurrent.TimeoutException;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.mapred.JobConf;
 import org.apache.hadoop.mapreduce.Counter;
@@ -40,6 +46,8 @@ final class MapReduceJob implements AutoCloseable {
   private List<String> jarsSearched = new ArrayList<>();
   private long submitted;
   private volatile boolean stopRequested;
+  private ExecutorService statusAsker;  // made at the first wait
+  private volatile boolean clusterLost;
 
   MapReduceJob(ClientConfiguration cfg) {
     this.cfg = cfg;
@@ -118,9 +126,10 @@ final class MapReduceJob implements AutoCloseable {
    */
   Object[] await() throws IOException, InterruptedException {
     Job running = current();
-    while (!running.isComplete()) {
-      float map = running.mapProgress();
-      float reduce = running.reduceProgress();
+    for (JobStatus status = statusOf(running); !status.isJobComplete();
+        status = statusOf(running)) {
+      float map = status.getMapProgress();
+      float reduce = status.getReduceProgress();
       String phase = String.format(Locale.ROOT, "map %d%% reduce %d%%",
           Math.round(map * 100), Math.round(reduce * 100));
       if (stopRequested) {
@@ -176,13 +185,18 @@ final class MapReduceJob implements AutoCloseable {
     Job old = job;
     job = null;
     try {
+      // A cluster that stopped answering would keep the release as long as the wait.
       if (old != null) {
-        if (!old.isComplete()) {
+        if (!clusterLost && !old.isComplete()) {
           old.killJob();
         }
         old.close();
       }
     } finally {
+      if (statusAsker != null) {
+        statusAsker.shutdownNow();
+        statusAsker = null;
+      }
       if (jarLoader != null) {
         jarLoader.close();
         jarLoader = null;
@@ -196,6 +210,41 @@ final class MapReduceJob implements AutoCloseable {
           "The job has not been run: MapReduceRun comes before MapReduceWait");
     }
     return job;
+  }
+
+  /**
+   * The job's status, asked in a thread of its own: Hadoop's client retries a
+   * lost cluster through several layers (the application master, then the
+   * ResourceManager, then the history server, each with its retries), which
+   * adds up to minutes however its keys are set. The caller's thread waits no
+   * longer than the ResourceManager's own connect wait
+   * (yarn.resourcemanager.connect.max-wait.ms) and a margin.
+   */
+  private JobStatus statusOf(Job running) throws IOException, InterruptedException {
+    long bound = running.getConfiguration().getLong(
+        "yarn.resourcemanager.connect.max-wait.ms", 20_000) + 10_000;
+    if (statusAsker == null) {
+      statusAsker = Executors.newSingleThreadExecutor(r -> {
+        Thread t = new Thread(r, "job-status");
+        t.setDaemon(true);
+        return t;
+      });
+    }
+    Future<JobStatus> query = statusAsker.submit(running::getStatus);
+    try {
+      return query.get(bound, TimeUnit.MILLISECONDS);
+    } catch (TimeoutException e) {
+      query.cancel(true);
+      clusterLost = true;
+      throw new IOException("its cluster has not answered for " + bound / 1000
+          + " s (yarn.resourcemanager.connect.max-wait.ms and 10 s)");
+    } catch (ExecutionException e) {
+      Throwable cause = e.getCause();
+      if (cause instanceof IOException) {
+        throw (IOException) cause;
+      }
+      throw new IOException(cause);
+    }
   }
 
   private static void kill(Job running) throws IOException {
