@@ -5,11 +5,13 @@ import java.io.File;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
+import java.nio.file.Path;
 import java.nio.file.attribute.PosixFileAttributes;
-import java.nio.file.attribute.PosixFilePermission;
 import java.time.Instant;
 import java.time.ZoneOffset;
 import java.time.format.DateTimeFormatter;
+import java.util.Map;
+import java.util.concurrent.ConcurrentHashMap;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.RawLocalFileSystem;
 
@@ -43,10 +45,10 @@ final class EntryStats {
     String owner;
     String group;
     if (local != null) {
-      PosixFileAttributes attrs = localAttributes(local.pathToFile(status.getPath()));
-      mode = attrs == null ? 0 : modeBits(attrs);
-      owner = attrs == null ? "" : attrs.owner().getName();
-      group = attrs == null ? "" : attrs.group().getName();
+      LocalAttributes attrs = LocalAttributes.of(local.pathToFile(status.getPath()));
+      mode = attrs == null ? 0 : attrs.mode;
+      owner = attrs == null ? "" : attrs.owner;
+      group = attrs == null ? "" : attrs.group;
     } else {
       mode = status.getPermission().toShort() & 07777;
       owner = status.getOwner();
@@ -62,25 +64,52 @@ final class EntryStats {
     rows.addRow("BlockSize", Long.toString(status.getBlockSize()));
   }
 
-  private static PosixFileAttributes localAttributes(File file) {
-    try {
-      return Files.readAttributes(file.toPath(), PosixFileAttributes.class);
-    } catch (IOException e) {
-      try {  // a dangling link is listed as the link itself
-        return Files.readAttributes(file.toPath(), PosixFileAttributes.class,
-            LinkOption.NOFOLLOW_LINKS);
-      } catch (IOException gone) {
-        return null;  // vanished since it was listed
+  /**
+   * A local entry's mode bits and owner and group names. The numbers come with
+   * the file's own stat; a name costs a look-up in the system's user database,
+   * so each id is looked up once per process (a walk meets few of them).
+   */
+  private static final class LocalAttributes {
+    private static final Map<Integer, String> USERS = new ConcurrentHashMap<>();
+    private static final Map<Integer, String> GROUPS = new ConcurrentHashMap<>();
+
+    final int mode;
+    final String owner;
+    final String group;
+
+    private LocalAttributes(int mode, String owner, String group) {
+      this.mode = mode;
+      this.owner = owner;
+      this.group = group;
+    }
+
+    static LocalAttributes of(File file) {
+      Path path = file.toPath();
+      try {
+        return read(path);
+      } catch (IOException e) {
+        try {  // a dangling link is listed as the link itself
+          return read(path, LinkOption.NOFOLLOW_LINKS);
+        } catch (IOException gone) {
+          return null;  // vanished since it was listed
+        }
       }
     }
-  }
 
-  private static int modeBits(PosixFileAttributes attrs) {
-    int mode = 0;
-    for (PosixFilePermission p : attrs.permissions()) {
-      // The enum runs from OWNER_READ (0400) down to OTHERS_EXECUTE (0001).
-      mode |= 0400 >> p.ordinal();
+    private static LocalAttributes read(Path path, LinkOption... options) throws IOException {
+      Map<String, Object> ids = Files.readAttributes(path, "unix:mode,uid,gid", options);
+      int uid = (Integer) ids.get("uid");
+      int gid = (Integer) ids.get("gid");
+      String owner = USERS.get(uid);
+      String group = GROUPS.get(gid);
+      if (owner == null || group == null) {
+        PosixFileAttributes named = Files.readAttributes(path, PosixFileAttributes.class, options);
+        owner = named.owner().getName();
+        group = named.group().getName();
+        USERS.put(uid, owner);
+        GROUPS.put(gid, group);
+      }
+      return new LocalAttributes((Integer) ids.get("mode") & 07777, owner, group);
     }
-    return mode;
   }
 }
