@@ -1,6 +1,7 @@
 // Text files of the platform: local files, and files of any other scheme read
 // and written through a raw byte stream of the Hadoop client library.
 
+#include <sys/stat.h>
 
 #include <atomic>
 #include <cerrno>
@@ -240,6 +241,12 @@ ZobTxtFile* openLocal(const std::string& path, ZobTxtFileOpenMode mode, int buff
   std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), how));
   if (!file) {
     setError(err, "Cannot open " + path + ": " + std::strerror(errno));
+    return nullptr;
+  }
+  // Reading a directory opens fine and fails only at the first read.
+  struct stat st;
+  if (fstat(fileno(file.get()), &st) == 0 && S_ISDIR(st.st_mode)) {
+    setError(err, "Cannot open " + path + ": " + std::strerror(EISDIR));
     return nullptr;
   }
   if (bufferSize > 0) std::setvbuf(file.get(), nullptr, _IOFBF, static_cast<size_t>(bufferSize));

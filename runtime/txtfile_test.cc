@@ -111,6 +111,9 @@ TEST_F(LocalTxtFileTest, OpenFailuresSayWhy) {
   EXPECT_EQ(nullptr, zobTxtFileOpen(nullptr, ZOB_TXTFILE_READ, 0, 0, &err));
   EXPECT_EQ(nullptr, zobTxtFileOpen("file:///tmp/bad%zz", ZOB_TXTFILE_READ, 0, 0, &err));
   EXPECT_EQ(nullptr, zobTxtFileOpen("/tmp/x", static_cast<ZobTxtFileOpenMode>(9), 0, 0, nullptr));
+  // A directory (a listing's directory entry, say) is no text file to read.
+  EXPECT_EQ(nullptr, zobTxtFileOpen(dir_.c_str(), ZOB_TXTFILE_READ, 0, 0, &err));
+  EXPECT_NE(std::string::npos, err.str().find("Is a directory")) << err.str();
 }
 
 // ---- Raw streams ---------------------------------------------------------------
