@@ -254,10 +254,13 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   const char* data = nullptr;
   EXPECT_EQ(0, in->read(nullptr, &data, kPiece, &err));
   in->release();
-  // 256 MiB went through; what stays resident must not grow with it. (Under
-  // AddressSanitizer freed memory stays resident in its quarantine by design.)
+  // 256 MiB went through; what stays resident must not grow with it: a kept
+  // read buffer or a copy of the data would add 256 MiB or more. The JVM's own
+  // heap may still grow by about 130 MiB while HDFS packets pass (seen once at
+  // 131.7 MiB against an earlier bound of 128), so the bound sits between.
+  // (Under AddressSanitizer freed memory stays resident in its quarantine.)
 #ifndef __SANITIZE_ADDRESS__
-  EXPECT_LT(jvmtest::residentKiB() - settled, 128 * 1024) << "KiB grown after 16 MiB";
+  EXPECT_LT(jvmtest::residentKiB() - settled, 192 * 1024) << "KiB grown after 16 MiB";
 #else
   (void)settled;
 #endif
