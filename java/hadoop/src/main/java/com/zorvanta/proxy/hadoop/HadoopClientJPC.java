@@ -3,6 +3,7 @@ package com.zorvanta.proxy.hadoop;
 import com.zorvanta.proxy.runtime.HandleTable;
 import com.zorvanta.proxy.runtime.ProxyException;
 import com.zorvanta.proxy.runtime.ProxySite;
+import com.zorvanta.proxy.runtime.ProxyVersion;
 import com.zorvanta.proxy.runtime.RowSet;
 import java.nio.ByteBuffer;
 import org.apache.hadoop.util.VersionInfo;
@@ -13,7 +14,7 @@ import org.apache.hadoop.util.VersionInfo;
  * through the handle table.
  */
 public final class HadoopClientJPC {
-  static final String VERSION = "1.6";
+  static final String VERSION = ProxyVersion.of(HadoopClientJPC.class);
 
   private static final String CONFIGURATION = "configuration";
   private static final String HDFS = "HDFS service";

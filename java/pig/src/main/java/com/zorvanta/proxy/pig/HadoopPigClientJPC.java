@@ -2,6 +2,7 @@ package com.zorvanta.proxy.pig;
 
 import com.zorvanta.proxy.runtime.HandleTable;
 import com.zorvanta.proxy.runtime.ProxySite;
+import com.zorvanta.proxy.runtime.ProxyVersion;
 import com.zorvanta.proxy.runtime.RowSet;
 import org.apache.pig.impl.util.JarManager;
 
@@ -19,7 +20,7 @@ public final class HadoopPigClientJPC {
   }
 
   public String getVersion() {
-    return "1.6";
+    return ProxyVersion.of(HadoopPigClientJPC.class);
   }
 
   public Object[] RunCommands(Long cfg, String commands, RowSet parameters, RowSet jars) {
