@@ -143,6 +143,10 @@ public final class TestCluster {
       yarnConf.setInt("yarn.scheduler.minimum-allocation-mb", 256);
       yarnConf.setBoolean("yarn.nodemanager.vmem-check-enabled", false);
       yarnConf.setBoolean("yarn.nodemanager.pmem-check-enabled", false);
+      // Room for two application masters at once (the scheduler's default keeps
+      // a second one waiting until the first ends), so that a job and a Pig run
+      // can be under way together.
+      yarnConf.setFloat("yarn.scheduler.capacity.maximum-am-resource-percent", 0.5f);
       try {
         mr.init(yarnConf);
         mr.start();

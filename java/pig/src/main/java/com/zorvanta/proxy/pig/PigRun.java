@@ -44,6 +44,7 @@ final class PigRun implements AutoCloseable {
   private final Future<Object[]> result;
   private final String execType;
   private final AtomicInteger percent = new AtomicInteger();
+  private final ClusterWatch watch;  // null for a local run
   private volatile PigServer server;
   private volatile boolean stopRequested;
 
@@ -56,6 +57,9 @@ final class PigRun implements AutoCloseable {
       for (Map.Entry<String, String> e : hadoop) {
         properties.setProperty(e.getKey(), e.getValue());
       }
+      // The configuration is complete as given (its resource files included);
+      // without this Pig insists on a core-site.xml on the class path instead.
+      properties.setProperty("pig.use.overriden.hadoop.configs", "true");
     }
     // Names that look like Pig or Hadoop properties are properties as well as parameters.
     for (Map.Entry<String, String> p : parameters.entrySet()) {
@@ -63,6 +67,7 @@ final class PigRun implements AutoCloseable {
         properties.setProperty(p.getKey(), p.getValue());
       }
     }
+    watch = ClusterWatch.forRun(hadoop, execType);
     ClassLoader loader = PigRun.class.getClassLoader();
     thread = Executors.newSingleThreadExecutor(r -> {
       Thread t = new Thread(r, "pig-run");
@@ -99,6 +104,9 @@ final class PigRun implements AutoCloseable {
       try {
         return result.get(WAIT_STEP_MS, TimeUnit.MILLISECONDS);
       } catch (TimeoutException e) {
+        if (watch != null) {
+          watch.check();
+        }
         if (!Progress.ask(percent.get(), 100, "Pig " + percent.get() + "%")) {
           stop();
           throw new ProxyException(ProxyException.CANCELLED,
@@ -129,8 +137,13 @@ final class PigRun implements AutoCloseable {
 
   @Override
   public void close() {
-    if (!result.isDone()) {
+    // Killing the jobs of a lost cluster would keep the release as long as the wait.
+    boolean lost = watch != null && watch.lost();
+    if (!result.isDone() && !lost) {
       stop();
+    }
+    if (watch != null) {
+      watch.close();
     }
     thread.submit(() -> {
       PigServer s = server;
