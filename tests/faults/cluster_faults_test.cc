@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <future>
 #include <map>
@@ -125,8 +126,14 @@ class ClusterFaults : public ::testing::Test {
   ZOHadoopHDFS* hdfs_ = nullptr;
 };
 
+// 256 MiB unless ZOH_FAULT_MIB says otherwise (a quick look at a change).
+size_t streamBytes() {
+  const char* mib = std::getenv("ZOH_FAULT_MIB");
+  return static_cast<size_t>(mib != nullptr ? std::atoi(mib) : 256) * kMiB;
+}
+
 TEST_F(ClusterFaults, StreamsSurviveLostDataNodes) {
-  const std::string data = offsetBytes(64 * kMiB);
+  const std::string data = offsetBytes(streamBytes());
   writeRaw("/faults/read.bin", data);
   // Two of the three replicas of every block gone under the reader.
   const std::string back = readRaw("/faults/read.bin", [] {
