@@ -96,10 +96,6 @@ TEST_F(ServiceTest, RenameAndCopiesSendPathsInOrderAndNeverConsultThePoll) {
               testing::IsSupersetOf({"2 Rename Hadoop HDFS entity from '/a' to '/b'.",
                                      "2 Copying Hadoop HDFS file '/hdfs/src' to '/tmp/dst'.",
                                      "2 Copying local file '/tmp/src' to HDFS '/hdfs/dst'."}));
-
-  bridge().answer("HDFSRename", ScriptedAnswer::status(ZOJNI_ERR_JVM));
-  EXPECT_FALSE(hdfs->rename(nullptr, "/a", "/b", &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
 }
 
 // makeDirectory and deleteFile report whether the call went through, not what
@@ -177,10 +173,6 @@ TEST_F(ServiceTest, BooleanAnswersAndTheirLogLines) {
                                          ScriptedValue::ofString("/p3")));
     EXPECT_EQ(serviceLog(), c.log);
   }
-  bridge().answer("HDFSDelete", ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD));
-  ZobString err;
-  EXPECT_FALSE(hdfs->deleteFile(nullptr, "/y", &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
 }
 
 // Null places for answers are refused with a text before anything is sent.
