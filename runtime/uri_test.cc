@@ -143,6 +143,9 @@ TEST(UriTest, MalformedTextGivesNull) {
       "hdfs://nn/x?proxy-dir=%2E%2E/x",
   };
   for (const char* text : bad) EXPECT_EQ(nullptr, parse(text)) << text;
+  // The reason names the part to correct.
+  EXPECT_EQ("the scheme is not followed by \"://\"", zobUriParseError("hdfs:/nn/x").str());
+  EXPECT_EQ("the item \"novalue\" has no '='", zobUriParseError("hdfs://nn/x?novalue").str());
   EXPECT_EQ(nullptr, getURIFromURIString(ZobString()));
   EXPECT_EQ(nullptr, getHadoopURIFromComponents(ZobString()));
   EXPECT_EQ(nullptr, getHadoopURIFromComponents(ZobString("hdfs://nn:x/a")));

@@ -23,6 +23,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
@@ -161,6 +162,7 @@ TEST_F(FsTool, CommandTextsOnPlainPathsAndUris) {
   const long long millis = info.st_mtim.tv_sec * 1000LL + info.st_mtim.tv_nsec / 1000000;
   EXPECT_EQ(std::to_string(millis) + "|data.bin|regular file\n",
             fs({"stat", "%Y|%n|%F", path("d/data.bin")}).out);
+  EXPECT_THAT(fs({"stat", path("d/data.bin")}).out, MatchesRegex(date + ":[0-9]{2}\n"));
 
   EXPECT_OK(fs({"get", path("d/data.bin"), "back.bin"}));
   EXPECT_THAT(fails({"get", path("d/data.bin"), "back.bin"}), HasSubstr("`back.bin': File exists"));
@@ -408,6 +410,7 @@ TEST_F(FsTool, TourLeavesNothingBehindAndSaysWhyItCannotStart) {
   tourOptions.unset = {"ZO_LOG_LEVEL"};
   const ChildResult tour = runChild(ZOH_TOUR_TOOL, {}, tourOptions);
   EXPECT_EQ(0, tour.status) << tour.out << tour.err;
+  EXPECT_THAT(tour.out, HasSubstr("all 1048699 bytes match"));
   EXPECT_THAT(tour.out, HasSubstr("Tour complete: all 10 steps checked out.\n"));
   EXPECT_EQ(0, std::system(("test -z \"$(ls -A '" + dir_ + "')\"").c_str()));
 
