@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -134,20 +136,17 @@ TEST(ZobStringTest, InvalidUtf8BytesCompareAsThemselves) {
 
 TEST(ZobStringTest, NumberParsing) {
   bool failed = true;
-  EXPECT_EQ(42, ZobString("42").asInt(&failed));
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(-17, ZobString("  -17 \t").asInt(&failed));
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(5, ZobString("+5").asInt(&failed));
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(2147483647, ZobString("2147483647").asInt(&failed));
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(INT32_MIN, ZobString("-2147483648").asInt(&failed));
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(INT64_MAX, ZobString("9223372036854775807").asInt64(&failed));
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(INT64_MIN, ZobString("-9223372036854775808").asInt64(&failed));
-  EXPECT_FALSE(failed);
+  for (const auto& [text, value] : std::vector<std::pair<const char*, int32_t>>{
+           {"42", 42}, {"  -17 \t", -17}, {"+5", 5}, {"2147483647", 2147483647},
+           {"-2147483648", INT32_MIN}}) {
+    EXPECT_EQ(value, ZobString(text).asInt(&failed)) << text;
+    EXPECT_FALSE(failed) << text;
+  }
+  for (const auto& [text, value] : std::vector<std::pair<const char*, int64_t>>{
+           {"9223372036854775807", INT64_MAX}, {"-9223372036854775808", INT64_MIN}}) {
+    EXPECT_EQ(value, ZobString(text).asInt64(&failed)) << text;
+    EXPECT_FALSE(failed) << text;
+  }
   EXPECT_EQ(1099511627776LL, ZobString("1099511627776").asInt64(nullptr));
 
   const char* bad32[] = {"2147483648", "-2147483649", "99999999999999999999",

@@ -2,6 +2,8 @@
 // choice of script for each.
 #include "scripted_bridge.h"
 
+#include <algorithm>
+
 // The proxy handle the scripted bridge hands out.
 struct zojniProxy {
   int id = 0;
@@ -85,7 +87,6 @@ int materialise(const ScriptedAnswer& answer, const std::string& signature,
       *response = zowlpResponse_createError(answer.errorCode, answer.errorText.c_str());
       return *response ? ZOJNI_ERR_JAVA : ZOJNI_ERR_MEMORY;
     case ScriptedAnswer::Kind::kStatus: return answer.statusCode;
-    case ScriptedAnswer::Kind::kNoResponse: return ZOJNI_OK;
     default: return ZOJNI_ERR_ARGUMENT;  // a handler that answered with a handler
   }
 }
@@ -106,8 +107,6 @@ int checkCallArguments(const char* method, const char* signature, int count,
 }
 
 }  // namespace
-
-ScriptedBridge::~ScriptedBridge() = default;
 
 ScriptedBridge& ScriptedBridge::instance() {
   // Never destroyed: library objects with static lifetime may still destroy
@@ -149,10 +148,6 @@ void ScriptedBridge::answerSequence(const std::string& method,
   for (std::size_t i = 0; i < answers.size(); ++i) {
     answerNth(method, static_cast<int>(i) + 1, std::move(answers[i]));
   }
-}
-
-void ScriptedBridge::handle(const std::string& method, ScriptedHandler handler) {
-  answer(method, ScriptedAnswer::from(std::move(handler)));
 }
 
 void ScriptedBridge::answerUnscripted(ScriptedAnswer answer) {
@@ -206,10 +201,10 @@ std::vector<ScriptedCall> ScriptedBridge::calls() const {
 }
 
 std::vector<ScriptedCall> ScriptedBridge::callsTo(const std::string& method) const {
-  std::vector<ScriptedCall> found;
-  for (ScriptedCall& call : calls()) {
-    if (call.method == method) found.push_back(std::move(call));
-  }
+  std::vector<ScriptedCall> found = calls();
+  found.erase(std::remove_if(found.begin(), found.end(),
+                             [&](const ScriptedCall& call) { return call.method != method; }),
+              found.end());
   return found;
 }
 
@@ -234,11 +229,6 @@ std::vector<std::string> ScriptedBridge::methodsCalled() const {
 std::vector<ScriptedRowSetCreation> ScriptedBridge::rowSetCreations() const {
   Lock lock(mutex_);
   return records_.rowSets;
-}
-
-std::vector<ScriptedDestruction> ScriptedBridge::destructions() const {
-  Lock lock(mutex_);
-  return records_.destructions;
 }
 
 std::vector<std::string> ScriptedBridge::eventLog() const {
@@ -391,13 +381,11 @@ zowlpRowSet* ScriptedBridge::createRowSet(zojniProxy* proxy, const char* columnT
 void ScriptedBridge::destroy(zojniProxy* proxy) {
   if (proxy == nullptr) return;
   Lock lock(mutex_);
-  ScriptedDestruction record;
+  std::string name = "?";
   auto it = live_.find(proxy);
   if (it != live_.end()) {
-    record.proxyId = it->second->id;
-    record.proxyName = it->second->proxyName;
+    name = it->second->proxyName;
     live_.erase(it);
   }
-  records_.log.push_back("destroy " + (record.proxyId ? record.proxyName : std::string("?")));
-  records_.destructions.push_back(record);
+  records_.log.push_back("destroy " + name);
 }

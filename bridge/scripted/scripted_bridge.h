@@ -24,7 +24,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <iosfwd>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -38,7 +37,7 @@
 #include "zojni.h"
 #include "zowlp.h"
 
-// ---- Records -------------------------------------------------------------------
+// ---- Records: what each creation and call saw (-1 statuses: still running) ----
 
 // One answer of the option callback during a creation.
 struct ScriptedOptionAsk {
@@ -50,14 +49,12 @@ struct ScriptedOptionAsk {
   const void* valuePointer = nullptr;  // status 0: *value, for buffer-reuse checks
 };
 
-// One message reported through the message callback during a creation.
 struct ScriptedMessage {
   int type = 0;
   std::string text;
   int result = 0;  // what the callback returned
 };
 
-// One poll callback made during a call.
 struct ScriptedPoll {
   int64_t done = 0;
   int64_t total = 0;
@@ -65,34 +62,34 @@ struct ScriptedPoll {
   int answer = 0;                    // what the callback returned
 };
 
+// Proxy ids number proxies in creation order over the whole process, from 1;
+// 0 is a failed creation, or a null or unknown proxy. Texts are "" for nulls.
 struct ScriptedCreation {
-  int proxyId = 0;               // id of the new proxy; 0 when creation failed
-  zojniProxy* proxy = nullptr;   // the new proxy (null when creation failed)
-  bool fromProxy = false;        // zojniProxyCreateFromProxy (base may be null)
-  int baseId = 0;                // id of the base proxy (0: none or unknown)
-  std::string jar, proxyName, className;  // "" for null pointers
-  // The option record as it was at the start of the creation (zeroed when
-  // there was none), and a copy of the directory it points to.
+  int proxyId = 0;
+  zojniProxy* proxy = nullptr;
+  bool fromProxy = false;  // zojniProxyCreateFromProxy (base may be null)
+  int baseId = 0;
+  std::string jar, proxyName, className;
+  // The option record as it was at the start (zeroed when there was none),
+  // and a copy of the directory it points to.
   ZoJniOptionRecord options{};
   std::string optionDirectory;
-  std::vector<ScriptedOptionAsk> asks;      // in order
-  std::vector<ScriptedMessage> reports;     // in order
-  int status = -1;  // the status returned; -1 while the creation runs
+  std::vector<ScriptedOptionAsk> asks;
+  std::vector<ScriptedMessage> reports;
+  int status = -1;
 };
 
-// Proxy ids number proxies in creation order over the whole process, from 1.
 struct ScriptedCall {
-  int proxyId = 0;  // 0: null or unknown proxy
+  int proxyId = 0;
   const zojniProxy* proxy = nullptr;
   bool pollGiven = false;
   int32_t pollValue = 0;  // the poll record's value field
-  std::string proxyName, method, signature;  // "" for null pointers
+  std::string proxyName, method, signature;
   int count = 0;
-  std::vector<ScriptedValue> inputs;  // `count` deep copies (none when records is null)
-  std::vector<ScriptedPoll> polls;    // poll callbacks made, in order
-  int status = -1;                    // the status returned; -1 while the call runs
-  // Calls are counted per method name since reset(); 1 for the first.
-  int nth = 0;
+  std::vector<ScriptedValue> inputs;  // deep copies (none when records is null)
+  std::vector<ScriptedPoll> polls;
+  int status = -1;
+  int nth = 0;  // calls of this method since reset(), 1 for the first
 };
 
 struct ScriptedRowSetCreation {
@@ -101,49 +98,39 @@ struct ScriptedRowSetCreation {
   zowlpRowSet* rowSet = nullptr;  // null when the script made it fail
 };
 
-struct ScriptedDestruction {
-  int proxyId = 0;  // 0: the pointer was not a live proxy (it is then not freed)
-  std::string proxyName;
-};
-
-// ---- Call scripts ------------------------------------------------------------------
+// ---- Call scripts --------------------------------------------------------------
 
 struct ScriptedAnswer;
 class ScriptedCallContext;
 using ScriptedHandler = std::function<ScriptedAnswer(ScriptedCallContext&)>;
 
 struct ScriptedAnswer {
-  enum class Kind { kOutputs, kJavaError, kStatus, kNoResponse, kUnreadable, kHandler };
+  enum class Kind { kOutputs, kJavaError, kStatus, kUnreadable, kHandler };
   Kind kind = Kind::kOutputs;
   std::vector<ScriptedValue> values;  // kOutputs, kUnreadable
   int errorCode = 0;                  // kJavaError
   std::string errorText;              // kJavaError
   int statusCode = 0;                 // kStatus; kUnreadable: the parameters status
-  ScriptedHandler handler;             // kHandler
-  // Poll callbacks to make, in order, before answering (all of them, whatever
-  // they answer); skipped when the call carries no poll record.
+  ScriptedHandler handler;            // kHandler
+  // Poll callbacks to make before answering (skipped without a poll record).
   std::vector<ScriptedPoll> polls;
 
-  // Status 0 with a response of the call's signature; output i is filled from
-  // outputs[i] (missing ones stay null). An output whose type differs from the
-  // signature's code, or more outputs than codes: ZOJNI_ERR_OUTPUT_TYPE, no
-  // response (as a bridge reports a proxy method that returned the wrong thing).
-  // The empty signature takes no outputs: status 0, no response.
+  // Status 0 with a response of the call's signature, output i from values[i]
+  // (missing ones null). A value whose type differs from its code, or more
+  // values than codes: ZOJNI_ERR_OUTPUT_TYPE without response, as a bridge
+  // reports a proxy method that returned the wrong thing. The empty signature
+  // takes no outputs: status 0, no response.
   static ScriptedAnswer outputs(std::vector<ScriptedValue> values);
   // Status ZOJNI_ERR_JAVA with zowlpResponse_createError(code, text).
   static ScriptedAnswer javaError(int code, std::string text);
   // This status (any, 4 included) with *response null.
   static ScriptedAnswer status(int status);
-  // Status 0 with *response null.
-  static ScriptedAnswer noResponse();
-  // Status 0 with the response of outputs(values), whose zowlpResponse_parameters
-  // then fails with `parametersStatus`.
+  static ScriptedAnswer noResponse() { return status(ZOJNI_OK); }
+  // The response of outputs(values), whose zowlpResponse_parameters fails.
   static ScriptedAnswer unreadable(int parametersStatus = WLP_ERR_MEMORY,
                                    std::vector<ScriptedValue> values = {});
   // Runs `handler` on the calling thread; its answer (not another handler) is used.
   static ScriptedAnswer from(ScriptedHandler handler);
-
-  // Adds a poll callback to make before answering.
   ScriptedAnswer& poll(int64_t done, int64_t total, std::optional<std::string> phase);
 };
 
@@ -152,12 +139,9 @@ class ScriptedCallContext {
  public:
   ScriptedCallContext(ScriptedCall& call, ZoJniPollRecord* pollRecord)
       : call_(call), pollRecord_(pollRecord) {}
-
-  // The recorded call: inputs are deep copies, safe to keep.
   const ScriptedCall& call() const { return call_; }
   bool hasPoll() const { return pollRecord_ != nullptr && pollRecord_->callback; }
-  // Calls the poll record's callback and records the poll; -1 (and nothing
-  // recorded) when the call has no poll record. A null `phase` is passed as null.
+  // Calls the poll callback and records the poll; -1 without a poll record.
   int poll(int64_t done, int64_t total, const char* phase);
 
  private:
@@ -169,37 +153,30 @@ class ScriptedCallContext {
 // they are answered) until released.
 class ScriptedGate {
  public:
-  // True once `calls` calls wait at the gate at the same time; false when the
-  // timeout passes first.
+  // True once `calls` calls wait at the gate at the same time.
   bool waitInside(int calls, std::chrono::milliseconds timeout);
   // Lets every waiting call and every later one through.
   void release();
-
-  // Used by the bridge.
-  void pass();
+  void pass();  // the bridge's side
 
  private:
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::condition_variable changed_;
   int inside_ = 0;
   bool released_ = false;
 };
 
-// ---- Creation scripts --------------------------------------------------------------
+// ---- Creation scripts ----------------------------------------------------------
 
 class ScriptedCreateContext {
  public:
   ScriptedCreateContext(ScriptedCreation& creation, ZoJniOptionRecord* options,
                         ZoJniMessageRecord* messages)
       : creation_(creation), options_(options), messages_(messages) {}
-
-  // The creation as recorded so far (jar, class, proxy name, records).
   const ScriptedCreation& creation() const { return creation_; }
-  // Asks the option callback and records the answer; status -1 (nothing recorded)
-  // when there is no option record.
+  // Ask the callbacks and record the answers; status -1 (nothing recorded)
+  // when there is no such record.
   ScriptedOptionAsk askOption(const std::string& name);
-  // Reports through the message callback and records it; -1 (nothing recorded)
-  // when there is no message record.
   int report(int type, const std::string& text);
 
  private:
@@ -208,76 +185,66 @@ class ScriptedCreateContext {
   ZoJniMessageRecord* messages_;
 };
 
-// How a creation goes: runs on the calling thread and returns the status
-// (non-zero: the creation fails and *out is set to null).
+// Runs on the calling thread and returns the creation's status.
 struct ScriptedCreateScript {
   std::function<int(ScriptedCreateContext&)> handler;
-
   // Asks the two options of the default, reports `messages`, returns `status`.
   static ScriptedCreateScript failing(int status = ZOJNI_ERR_CREATE,
                                       std::vector<std::pair<int, std::string>> messages = {});
-  // Asks these options and succeeds.
   static ScriptedCreateScript asking(std::vector<std::string> options);
-  static ScriptedCreateScript from(std::function<int(ScriptedCreateContext&)> handler);
+  static ScriptedCreateScript from(std::function<int(ScriptedCreateContext&)> handler) {
+    return {std::move(handler)};
+  }
 };
 
-// ---- The bridge ------------------------------------------------------------------
+// ---- The bridge ----------------------------------------------------------------
 
 class ScriptedBridge {
  public:
-  // The process-wide bridge behind the zojni* functions.
   static ScriptedBridge& instance();
 
-  // Forgets every script, record, gate and the call, creation and row-set
-  // counters. Live proxies stay live (they can still be called and destroyed);
-  // proxy ids are never reused, so compare them with creations()[i].proxyId.
-  // A gate left closed is released first so that no call stays blocked.
+  // Forgets every script, record, gate and counter (a closed gate is released
+  // first). Live proxies stay live; their ids are never reused.
   void reset();
 
-  // ---- Call scripts. For a call of method M (its n-th since reset()):
-  //   1. the answer set for (M, n) by answerNth()/answerSequence();
-  //   2. else the answer set for M by answer()/handle() (the latest wins);
-  //   3. else the unscripted answer (default: empty response of the signature).
+  // A call of method M, its n-th since reset(), takes the answer set for (M, n),
+  // else the latest for M, else the unscripted one.
   void answer(const std::string& method, ScriptedAnswer answer);
   void answerNth(const std::string& method, int nth, ScriptedAnswer answer);
-  // Call numbers 1, 2, ... since reset(): answerNth(method, i + 1, answers[i]).
   void answerSequence(const std::string& method, std::vector<ScriptedAnswer> answers);
-  void handle(const std::string& method, ScriptedHandler handler);
+  void handle(const std::string& method, ScriptedHandler handler) {
+    answer(method, ScriptedAnswer::from(std::move(handler)));
+  }
   void answerUnscripted(ScriptedAnswer answer);
-  // A gate that every later call of `method` passes (one gate per method).
-  std::shared_ptr<ScriptedGate> gate(const std::string& method);
+  std::shared_ptr<ScriptedGate> gate(const std::string& method);  // one per method
 
-  // ---- Creation scripts. For a creation under proxy name P (its n-th since
-  // reset()): the script for (P, n), else for P, else for every name, else the
-  // default (ask the two options, succeed).
+  // A creation under proxy name P, its n-th since reset(), runs the script for
+  // (P, n), else for P, else for every name, else the default.
   void onCreate(ScriptedCreateScript script);
   void onCreate(const std::string& proxyName, ScriptedCreateScript script);
   void onCreateNth(const std::string& proxyName, int nth, ScriptedCreateScript script);
 
-  // ---- Row sets.
-  // The nth row set asked for since reset() (1 = first) is not made: null.
+  // The nth row set asked for since reset() (from 1) is not made.
   void failRowSetCreate(int nth);
-  // zowlpRowSet_addRow on the nth row set made since reset() (0: every one)
-  // fails with `status` when it would add row `rowIndex` (0-based).
+  // zowlpRowSet_addRow on the nth row set made (0: every one) fails with
+  // `status` when it would add row `rowIndex`.
   void failAddRowAt(int nthRowSet, int rowIndex, int status);
 
-  // ---- Records (copies; in the order things happened).
+  // Records: copies, in the order things happened.
   std::vector<ScriptedCreation> creations() const;
   std::vector<ScriptedCall> calls() const;
   std::vector<ScriptedCall> callsTo(const std::string& method) const;
   std::optional<ScriptedCall> lastCallTo(const std::string& method) const;
   int callCount(const std::string& method) const;
-  std::vector<std::string> methodsCalled() const;  // every call's method, in order
+  std::vector<std::string> methodsCalled() const;
   std::vector<ScriptedRowSetCreation> rowSetCreations() const;
-  std::vector<ScriptedDestruction> destructions() const;
-  // One line per event: "create <proxy name>", "call <method>",
-  // "rowset <column count>", "destroy <proxy name>" (proxy name "?" for a
-  // pointer that was not live).
+  // "create <proxy name>", "call <method>", "rowset <column count>",
+  // "destroy <proxy name>" ("?" for a pointer that was not live).
   std::vector<std::string> eventLog() const;
-  // Proxies created and not yet destroyed, over the whole process (not reset).
+  // Over the whole process, not reset.
   int liveProxies() const;
 
-  // ---- The bridge functions (what zojni* forward to).
+  // What the zojni* functions forward to.
   int create(bool fromProxy, zojniProxy* base, const char* jar, const char* proxyName,
              const char* className, ZoJniOptionRecord* options,
              ZoJniMessageRecord* messages, zojniProxy** out);
@@ -292,7 +259,6 @@ class ScriptedBridge {
 
  private:
   ScriptedBridge() = default;
-  ~ScriptedBridge();
   int idOf(const zojniProxy* proxy) const;
 
   mutable std::mutex mutex_;
@@ -304,7 +270,6 @@ class ScriptedBridge {
     std::vector<ScriptedCreation> creations;
     std::vector<ScriptedCall> calls;
     std::vector<ScriptedRowSetCreation> rowSets;
-    std::vector<ScriptedDestruction> destructions;
     std::vector<std::string> log;
     std::map<std::string, int> callCounts, createCounts;
     int rowSetCount = 0;

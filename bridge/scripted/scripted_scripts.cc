@@ -4,57 +4,52 @@
 
 // ---- Answers -------------------------------------------------------------------
 
-ScriptedAnswer ScriptedAnswer::outputs(std::vector<ScriptedValue> values) {
+namespace {
+
+ScriptedAnswer make(ScriptedAnswer::Kind kind) {
   ScriptedAnswer answer;
-  answer.kind = Kind::kOutputs;
+  answer.kind = kind;
+  return answer;
+}
+
+}  // namespace
+
+ScriptedAnswer ScriptedAnswer::outputs(std::vector<ScriptedValue> values) {
+  ScriptedAnswer answer = make(Kind::kOutputs);
   answer.values = std::move(values);
   return answer;
 }
 
 ScriptedAnswer ScriptedAnswer::javaError(int code, std::string text) {
-  ScriptedAnswer answer;
-  answer.kind = Kind::kJavaError;
+  ScriptedAnswer answer = make(Kind::kJavaError);
   answer.errorCode = code;
   answer.errorText = std::move(text);
   return answer;
 }
 
 ScriptedAnswer ScriptedAnswer::status(int status) {
-  ScriptedAnswer answer;
-  answer.kind = Kind::kStatus;
+  ScriptedAnswer answer = make(Kind::kStatus);
   answer.statusCode = status;
-  return answer;
-}
-
-ScriptedAnswer ScriptedAnswer::noResponse() {
-  ScriptedAnswer answer;
-  answer.kind = Kind::kNoResponse;
   return answer;
 }
 
 ScriptedAnswer ScriptedAnswer::unreadable(int parametersStatus,
                                           std::vector<ScriptedValue> values) {
-  ScriptedAnswer answer;
-  answer.kind = Kind::kUnreadable;
+  ScriptedAnswer answer = make(Kind::kUnreadable);
   answer.statusCode = parametersStatus;
   answer.values = std::move(values);
   return answer;
 }
 
 ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {
-  ScriptedAnswer answer;
-  answer.kind = Kind::kHandler;
+  ScriptedAnswer answer = make(Kind::kHandler);
   answer.handler = std::move(handler);
   return answer;
 }
 
 ScriptedAnswer& ScriptedAnswer::poll(int64_t done, int64_t total,
                                      std::optional<std::string> phase) {
-  ScriptedPoll poll;
-  poll.done = done;
-  poll.total = total;
-  poll.phase = std::move(phase);
-  polls.push_back(std::move(poll));
+  polls.push_back({done, total, std::move(phase)});
   return *this;
 }
 
@@ -62,13 +57,10 @@ ScriptedAnswer& ScriptedAnswer::poll(int64_t done, int64_t total,
 
 int ScriptedCallContext::poll(int64_t done, int64_t total, const char* phase) {
   if (!hasPoll()) return -1;
-  ScriptedPoll poll;
-  poll.done = done;
-  poll.total = total;
-  if (phase) poll.phase = std::string(phase);
-  poll.answer = pollRecord_->callback(pollRecord_, done, total, phase);
-  call_.polls.push_back(poll);
-  return poll.answer;
+  const int answer = pollRecord_->callback(pollRecord_, done, total, phase);
+  call_.polls.push_back({done, total, phase ? std::optional<std::string>(phase) : std::nullopt,
+                         answer});
+  return answer;
 }
 
 ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
@@ -94,12 +86,9 @@ ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
 
 int ScriptedCreateContext::report(int type, const std::string& text) {
   if (messages_ == nullptr || messages_->callback == nullptr) return -1;
-  ScriptedMessage message;
-  message.type = type;
-  message.text = text;
-  message.result = messages_->callback(messages_, type, text.c_str());
-  creation_.reports.push_back(message);
-  return message.result;
+  const int result = messages_->callback(messages_, type, text.c_str());
+  creation_.reports.push_back({type, text, result});
+  return result;
 }
 
 // ---- Creation scripts ----------------------------------------------------------
@@ -119,13 +108,6 @@ ScriptedCreateScript ScriptedCreateScript::asking(std::vector<std::string> optio
     for (const std::string& name : options) context.askOption(name);
     return static_cast<int>(ZOJNI_OK);
   });
-}
-
-ScriptedCreateScript ScriptedCreateScript::from(
-    std::function<int(ScriptedCreateContext&)> handler) {
-  ScriptedCreateScript script;
-  script.handler = std::move(handler);
-  return script;
 }
 
 // ---- Gates ---------------------------------------------------------------------

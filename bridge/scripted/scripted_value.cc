@@ -93,9 +93,8 @@ ScriptedValue ScriptedValue::ofString(std::string text) {
 }
 
 ScriptedValue ScriptedValue::ofBytes(std::string data) {
-  ScriptedValue value = typed(WLP_TYPE_BYTES);
-  value.length = static_cast<int32_t>(data.size());
-  value.str = std::move(data);
+  ScriptedValue value = ofString(std::move(data));
+  value.type = WLP_TYPE_BYTES;
   return value;
 }
 

@@ -13,14 +13,8 @@
 #include "zob_uri.h"
 #include "zohadoop/core_test_support.h"
 
-template <class T>
-struct ReleaseWith {
-  void operator()(T* object) const {
-    if (object) object->release();
-  }
-};
-using RawOwner = std::unique_ptr<ZobIORaw, ReleaseWith<ZobIORaw>>;
-using ListingOwner = std::unique_ptr<ZobDirectoryListing, ReleaseWith<ZobDirectoryListing>>;
+using RawOwner = std::unique_ptr<ZobIORaw, ReleaseDeleter<ZobIORaw>>;
+using ListingOwner = std::unique_ptr<ZobDirectoryListing, ReleaseDeleter<ZobDirectoryListing>>;
 using UriOwner = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
 class AdapterTest : public CoreTest {
@@ -33,7 +27,7 @@ class AdapterTest : public CoreTest {
   void TearDown() override {
     // Every adapter gives back its whole private instance.
     EXPECT_EQ(bridge().liveProxies(), liveProxies_);
-    EXPECT_EQ(wireObjectsLeft(), 0);
+    CoreTest::TearDown();
   }
 
   static UriOwner uri(const std::string& text) {

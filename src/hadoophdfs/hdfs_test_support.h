@@ -1,6 +1,5 @@
-// Shared pieces of the HDFS tests: an instance with a configuration and a bound
-// service over a fresh scripted bridge, owners for opened files and listings,
-// stats row sets built from tables, and a poll status the bridge can see.
+// Shared pieces of the HDFS tests: a bound service, owners for opened files and
+// listings, and stats row sets built from tables.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -11,32 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "ZOHadoopCfg.h"
 #include "ZOHadoopHDFS.h"
-#include "hadoop_status.h"
 #include "hadoophdfs/ZOHadoopHDFSImpl.h"
 #include "scripted_bridge.h"
 #include "zohadoop/core_test_support.h"
 
 using StatsTable = std::vector<std::vector<std::optional<std::string>>>;
 
-// A poll status whose interval shows up in the bridge's record of a call.
-class MarkedPoll final : public HadoopPollStatus {
- public:
-  int pollInterval() override { return 250; }
-  bool poll(int64_t, int64_t, const char*) override {
-    ++polls;
-    return true;
-  }
-  int polls = 0;
-};
-
-template <class T>
-struct ReleaseDeleter {
-  void operator()(T* object) const {
-    if (object) object->release();
-  }
-};
 using FileOwner = std::unique_ptr<ZOHadoopFile, ReleaseDeleter<ZOHadoopFile>>;
 using DirOwner = std::unique_ptr<ZOHadoopDirectory, ReleaseDeleter<ZOHadoopDirectory>>;
 
@@ -73,28 +53,14 @@ inline StatsTable entryStats(const std::string& name,
   return table;
 }
 
-class HdfsTest : public CoreTest {
+class HdfsTest : public LibraryTest {
  protected:
   static constexpr int64_t kCfgObject = 40;
   static constexpr int64_t kServiceObject = 500;
 
-  void SetUp() override {
-    CoreTest::SetUp();
-    hadoop_ = makeInstance();
-  }
-  void TearDown() override { hadoop_.reset(); }
-
-  ZOHadoopCfg* makeConfiguration() {
-    bridge().answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(kCfgObject)}));
-    ZobString err;
-    ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err);
-    EXPECT_NE(cfg, nullptr) << err.str();
-    return cfg;
-  }
-
   // A bound service; the instance ends it in TearDown unless the test does.
   ZOHadoopHDFS* makeService() {
-    ZOHadoopCfg* cfg = makeConfiguration();
+    ZOHadoopCfg* cfg = makeConfiguration(kCfgObject);
     bridge().answer("CreateHDFS",
                     ScriptedAnswer::outputs({ScriptedValue::ofObject(kServiceObject)}));
     ZobString err;
@@ -121,6 +87,4 @@ class HdfsTest : public CoreTest {
   // Log lines of the service, of files and of the whole HDFS family.
   std::vector<std::string> serviceLog() const { return log_.of("ZO.Hadoop.HDFS"); }
   std::vector<std::string> fileLog() const { return log_.of("ZO.Hadoop.HDFS.File"); }
-
-  InstanceOwner hadoop_;
 };

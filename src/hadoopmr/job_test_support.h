@@ -1,5 +1,5 @@
-// Shared pieces of the MapReduce and Pig tests: an instance over a fresh scripted
-// bridge, configurations with known Java handles, and recording caller objects.
+// Shared pieces of the MapReduce and Pig tests: text rows and a text sink that
+// records what it is handed.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "ZOHadoopCfg.h"
-#include "hadoop_status.h"
 #include "scripted_bridge.h"
 #include "zohadoop/core_test_support.h"
 
@@ -28,31 +26,8 @@ class RecordingText final : public HadoopTextStatus {
   std::vector<std::string> texts;
 };
 
-// A poll status whose interval shows up in the bridge's record of a call.
-class FixedPoll final : public HadoopPollStatus {
- public:
-  int pollInterval() override { return 250; }
-  bool poll(int64_t, int64_t, const char*) override { return true; }
-};
-
-class JobTest : public CoreTest {
+class JobTest : public LibraryTest {
  protected:
-  void SetUp() override {
-    CoreTest::SetUp();
-    hadoop_ = makeInstance();
-  }
-  void TearDown() override { hadoop_.reset(); }
-
-  // A configuration whose Java object is `handle`.
-  ZOHadoopCfg* makeConfiguration(int64_t handle) {
-    bridge().answerNth("CreateConfig", bridge().callCount("CreateConfig") + 1,
-                       ScriptedAnswer::outputs({ScriptedValue::ofObject(handle)}));
-    ZobString err;
-    ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err);
-    EXPECT_NE(cfg, nullptr) << err.str();
-    return cfg;
-  }
-
   static ScriptedAnswer textRows(const std::vector<std::string>& lines) {
     return ScriptedAnswer::outputs({rows(lines)});
   }
@@ -65,6 +40,4 @@ class JobTest : public CoreTest {
   static ScriptedAnswer waitAnswer(bool success, const std::vector<std::string>& lines) {
     return ScriptedAnswer::outputs({ScriptedValue::ofBool(success), rows(lines)});
   }
-
-  InstanceOwner hadoop_;
 };

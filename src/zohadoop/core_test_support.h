@@ -1,5 +1,6 @@
-// Shared pieces of the instance and configuration tests: a fresh scripted
-// bridge per test, captured log lines and an instance that is always released.
+// Shared pieces of the library's tests: a fresh scripted bridge per test,
+// captured log lines, an instance that is always released, owners for what it
+// makes, and a poll status the bridge can see.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +11,8 @@
 #include <vector>
 
 #include "ZOHadoop.h"
+#include "ZOHadoopCfg.h"
+#include "hadoop_status.h"
 #include "scripted_bridge.h"
 #include "zo_logger.h"
 #include "zohadoop/ZOHadoopImpl.h"
@@ -60,21 +63,34 @@ class LogCapture {
   std::vector<CapturedLine> lines_;
 };
 
-struct InstanceReleaser {
-  void operator()(ZOHadoopImpl* instance) const {
-    if (instance) instance->release();
+template <class T>
+struct ReleaseDeleter {
+  void operator()(T* object) const {
+    if (object) object->release();
   }
 };
-using InstanceOwner = std::unique_ptr<ZOHadoopImpl, InstanceReleaser>;
+using InstanceOwner = std::unique_ptr<ZOHadoopImpl, ReleaseDeleter<ZOHadoopImpl>>;
 
-// A fresh bridge script, a log capture, and wire objects counted so that a test
-// can tell that every response and row set it caused was destroyed.
+// A poll status whose interval shows up in the bridge's record of a call.
+class FixedPoll final : public HadoopPollStatus {
+ public:
+  int pollInterval() override { return 250; }
+  bool poll(int64_t, int64_t, const char*) override {
+    ++polls;
+    return true;
+  }
+  int polls = 0;
+};
+
+// A fresh bridge script, a log capture, and wire objects counted.
 class CoreTest : public ::testing::Test {
  protected:
   void SetUp() override {
     bridge().reset();
     liveWireObjects_ = zowlpTestLiveObjects();
   }
+  // Whatever a test made and released, no response or row set outlives it.
+  void TearDown() override { EXPECT_EQ(wireObjectsLeft(), 0); }
 
   static ScriptedBridge& bridge() { return ScriptedBridge::instance(); }
 
@@ -92,6 +108,31 @@ class CoreTest : public ::testing::Test {
 
  private:
   int liveWireObjects_ = 0;
+};
+
+// An instance made for each test and ended after it.
+class LibraryTest : public CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    hadoop_ = makeInstance();
+  }
+  void TearDown() override {
+    hadoop_.reset();
+    CoreTest::TearDown();
+  }
+
+  // A configuration whose Java object is `handle`.
+  ZOHadoopCfg* makeConfiguration(int64_t handle) {
+    bridge().answerNth("CreateConfig", bridge().callCount("CreateConfig") + 1,
+                       ScriptedAnswer::outputs({ScriptedValue::ofObject(handle)}));
+    ZobString err;
+    ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err);
+    EXPECT_NE(cfg, nullptr) << err.str();
+    return cfg;
+  }
+
+  InstanceOwner hadoop_;
 };
 
 // True when `text` is catalogue message `id` of this library.

@@ -192,7 +192,9 @@ class ContractProxy : public ::testing::Test {
   zojniProxy* proxy_ = nullptr;
 };
 
-TEST_F(ContractProxy, CreationReportsTheProxysVersionAndOptionsEndWithIt) {
+// Beyond the contract's Java failure: the cause and the plain exception's
+// own name in the text, and the statuses only a JVM can give.
+TEST_F(ContractProxy, JavaSideFaultsAndTheProxysVersion) {
   EXPECT_NE(std::string::npos, creation_.messages.text(0).find("version contract-1"))
       << creation_.messages.text(0);
   // The option record is the caller's only while the creation runs.
@@ -200,24 +202,17 @@ TEST_F(ContractProxy, CreationReportsTheProxysVersionAndOptionsEndWithIt) {
   ResponseOwner response;
   ASSERT_EQ(ZOJNI_OK, call("Option", "\x0b", {V::ofString("CONTRACT/LATE")}, &response));
   EXPECT_EQ(std::vector<V>{V::ofNull(WLP_TYPE_STRING)}, contract::readOutputs(response.get()));
-}
 
-TEST_F(ContractProxy, JavaExceptionsBecomeStatusFourWithCodeMessageAndCause) {
-  ResponseOwner response;
   ASSERT_EQ(ZOJNI_ERR_JAVA, call("Fail", "", {V::ofString("cannot open /data/x"),
                                               V::ofString("disk on fire")},
                                  &response));
   EXPECT_EQ(42, errorCode(response.get()));
   EXPECT_EQ("cannot open /data/x (cause: java.lang.IllegalStateException: disk on fire)",
             contract::errorText(response.get()));
-
   ASSERT_EQ(ZOJNI_ERR_JAVA, call("FailPlain", "", {V::ofString("bad value")}, &response));
   EXPECT_EQ(6, errorCode(response.get()));
   EXPECT_EQ("java.lang.IllegalArgumentException: bad value", contract::errorText(response.get()));
-}
 
-TEST_F(ContractProxy, FaultsOnlyJavaCanCauseHaveTheirOwnStatusesAndNoResponse) {
-  ResponseOwner response;
   EXPECT_EQ(ZOJNI_ERR_NO_METHOD, call("EchoString", "\x0b", {V::ofInt(1)}, &response))
       << "no overload takes these input types";
   EXPECT_EQ(ZOJNI_ERR_OUTPUT_TYPE, call("TooFew", "\x06", {}, &response));
