@@ -249,7 +249,7 @@ int instructionsRun(const std::string& dir) {
   bench::makeLocalFile(small, kSmallMib << 20);
   const std::string tree = makeTree(dir, 1000);
   constexpr int kWarm = 3000, kCount = 200;
-  std::vector<char> buffer(kReadChunk);
+  bench::PageBuffer buffer(kReadChunk);
   struct stat st;
   auto measure = [](const std::string& name, int count, const std::function<void(int)>& op) {
     for (int i = 0; i < 3; ++i) op(kWarm / 3);
@@ -347,7 +347,7 @@ int instructions(const std::string& dir) {
 void growth(bench::Report& report, const Options& o) {
   const std::string table = "Cost as the work grows: embedded default (file: on " + o.dir +
                             ") against the system calls";
-  std::vector<char> buffer(kChunk);
+  bench::PageBuffer buffer(kChunk);
   const std::vector<long> sizes = o.smoke ? std::vector<long>{1} : std::vector<long>{1, 64, 1024};
   for (long mib : sizes) {
     const std::string file = o.dir + "/read" + std::to_string(mib) + ".bin";
@@ -384,7 +384,7 @@ void growth(bench::Report& report, const Options& o) {
       for (int t = 0; t < threads; ++t) {
         running.emplace_back([&, t] {
           const std::string file = o.dir + "/thread" + std::to_string(t) + ".bin";
-          std::vector<char> own(kChunk);
+          bench::PageBuffer own(kChunk);
           const long n = library ? bench::Stream(fileUri(file), kChunk, ZOB_TXTFILE_READ).readAll(kChunk)
                                  : bench::readFd(file, &own);
           check(n == perThread << 20, "a thread read short");

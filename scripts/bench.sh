@@ -3,15 +3,16 @@
 # stops the cluster, and writes the tables and the JSON lines.
 #   scripts/bench.sh [build-dir]        (default: build)
 # Results: <build-dir>/bench-results/tables.md and results.jsonl (the tables
-# also go to standard output). Environment: ZOH_BENCH_ROUNDS (default 5),
+# also go to standard output). Environment: ZOH_BENCH_ROUNDS (default 7),
 # ZOH_BENCH_MIB (the HDFS bulk size, default 1024), ZOH_BENCH_LARGE_WALK=1
 # (adds the 100,000-entry walk on HDFS: minutes of file making).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/env.sh"
 build=${1:-build}
-rounds=${ZOH_BENCH_ROUNDS:-5}
+rounds=${ZOH_BENCH_ROUNDS:-7}
 mib=${ZOH_BENCH_MIB:-1024}
 started=$(date -u '+%Y-%m-%d %H:%M UTC')
+load_at_start=$(cut -d' ' -f1-3 /proc/loadavg)
 
 if [ ! -f "$build/build.ninja" ]; then
   cmake -S "$ZOH_ROOT" -B "$build" -G Ninja -DJAVA_HOME="$JAVA_HOME" >/dev/null
@@ -44,7 +45,7 @@ echo "== $build/bench/calls_bench" >&2
 "$build/bench/calls_bench" 2>"$results/calls.json" | tee -a "$results/raw.txt"
 
 {
-  echo "Taken $started on $(nproc) cores, load average at the end: $(cut -d' ' -f1-3 /proc/loadavg)"
+  echo "Taken $started on $(nproc) cores, load average (1, 5, 15 min) at the start $load_at_start, at the end $(cut -d' ' -f1-3 /proc/loadavg)"
   echo "Command: scripts/bench.sh (rounds $rounds, HDFS bulk size $mib MiB)"
   grep -v '^{' "$results/raw.txt"
 } >"$results/tables.md"
