@@ -31,6 +31,7 @@ hdfs=$(sed -n 's/^hdfs=//p' "$state/cluster.env")
 # standard output; progress goes to standard error.
 run() {
   echo "== $*" >&2
+  printf '\n### `%s`\n' "${*#"$build/"}" >>"$results/raw.txt"
   "$@" | tee -a "$results/raw.txt"
 }
 large=()
@@ -42,7 +43,9 @@ run "$build/bench/growth_bench" --rounds "$rounds"
 run "$build/bench/growth_bench" --instructions
 # calls_bench prints its JSON lines on standard error.
 echo "== $build/bench/calls_bench" >&2
+printf '\n### `bench/calls_bench`\n\n```\n' >>"$results/raw.txt"
 "$build/bench/calls_bench" 2>"$results/calls.json" | tee -a "$results/raw.txt"
+echo '```' >>"$results/raw.txt"
 
 {
   echo "Taken $started on $(nproc) cores, load average (1, 5, 15 min) at the start $load_at_start, at the end $(cut -d' ' -f1-3 /proc/loadavg)"
