@@ -48,7 +48,8 @@ printf '\n### `bench/calls_bench`\n\n```\n' >>"$results/raw.txt"
 echo '```' >>"$results/raw.txt"
 
 {
-  echo "Taken $started on $(nproc) cores, load average (1, 5, 15 min) at the start $load_at_start, at the end $(cut -d' ' -f1-3 /proc/loadavg)"
+  echo "Taken $started on $(nproc) cores, load average (1, 5, 15 min) at the start $load_at_start, at the end $(cut -d' ' -f1-3 /proc/loadavg)."
+  echo
   echo "Command: scripts/bench.sh (rounds $rounds, HDFS bulk size $mib MiB)"
   grep -v '^{' "$results/raw.txt"
 } >"$results/tables.md"

@@ -103,10 +103,6 @@ public final class JavaClientJPC {
     }
   }
 
-  public Object[] Exists(String path) throws IOException {
-    return new Object[] {fs.exists(new Path(path))};
-  }
-
   public void Delete(String path) throws IOException {
     fs.delete(new Path(path), true);
   }
