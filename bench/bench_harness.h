@@ -120,19 +120,28 @@ class Report {
       ratio.push_back(throughput ? f / l : l / f);
       extra.push_back((l - f) / units * 1e6);
     }
+    Result result = fromRounds(table, figure, throughput ? "MiB/s" : "us", lib, ref, ratio, goal);
+    result.extraMicros = throughput ? 0 : median(extra);
+    return add(result);
+  }
+
+  // A figure from its rounds: each side's figure and the ratio, round by round.
+  static Result fromRounds(const std::string& table, const std::string& figure,
+                           const std::string& unit, const std::vector<double>& lib,
+                           const std::vector<double>& ref, const std::vector<double>& ratio,
+                           Goal goal) {
     Result result;
     result.table = table;
     result.figure = figure;
-    result.unit = throughput ? "MiB/s" : "us";
+    result.unit = unit;
     result.library = median(lib);
     result.reference = median(ref);
     result.ratio = median(ratio);
-    result.extraMicros = throughput ? 0 : median(extra);
     result.ratioMin = *std::min_element(ratio.begin(), ratio.end());
     result.ratioMax = *std::max_element(ratio.begin(), ratio.end());
-    result.rounds = rounds;
+    result.rounds = static_cast<int>(ratio.size());
     result.goal = goal;
-    return add(result);
+    return result;
   }
 
   // A figure measured some other way (separate processes, instruction counts).

@@ -205,18 +205,7 @@ void startAndMemory(bench::Report& report, const Options& o, const std::string& 
       f.push_back(field(ref[r]));
       ratio.push_back(l.back() / f.back());
     }
-    bench::Result result;
-    result.table = table;
-    result.figure = figure;
-    result.unit = unit;
-    result.library = bench::median(l);
-    result.reference = bench::median(f);
-    result.ratio = bench::median(ratio);
-    result.ratioMin = *std::min_element(ratio.begin(), ratio.end());
-    result.ratioMax = *std::max_element(ratio.begin(), ratio.end());
-    result.rounds = rounds;
-    result.goal = goal;
-    return result;
+    return bench::Report::fromRounds(table, figure, unit, l, f, ratio, goal);
   };
   bench::Result first = row("process start to first byte, JVM start included", "ms",
                             bench::libraryAtMost(250), [](const ChildRun& c) { return c.firstByteMs; });
