@@ -8,10 +8,16 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.security.SecureRandom;
+import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.LinkedHashMap;
+import java.util.List;
 import java.util.Map;
 import java.util.Properties;
 import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.minikdc.MiniKdc;
 import org.apache.hadoop.security.UserGroupInformation;
 
@@ -112,6 +118,19 @@ final class SecureRealm implements AutoCloseable {
     site.set("hadoop.security.authentication", "kerberos");
     site.set("dfs.namenode.kerberos.principal", principal(SERVICE));
     site.set("dfs.data.transfer.protection", "authentication");
+  }
+
+  /** /user/NAME for every user of the realm, theirs alone (mode 700). */
+  void makeHomes(FileSystem fs) throws IOException {
+    fs.mkdirs(new Path("/user"), new FsPermission((short) 0755));
+    List<String> users = new ArrayList<>(Arrays.asList(PASSWORD_USERS));
+    users.add(KEYTAB_USER);
+    for (String user : users) {
+      Path home = new Path("/user/" + user);
+      fs.mkdirs(home);
+      fs.setPermission(home, new FsPermission((short) 0700));
+      fs.setOwner(home, user, user);
+    }
   }
 
   /** The ready file's keys: everything a test needs to log in, but no password. */

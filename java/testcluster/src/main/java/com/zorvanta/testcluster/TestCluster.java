@@ -8,9 +8,6 @@ import java.io.PrintWriter;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.StandardCopyOption;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.List;
 import java.util.concurrent.CountDownLatch;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
@@ -100,6 +97,11 @@ public final class TestCluster {
       System.err.println("TestCluster: --dir is required");
       System.exit(2);
     }
+    if (kerberos && (ha || yarn)) {
+      // Their nodes would need principals, keytabs and site keys of their own.
+      System.err.println("TestCluster: --kerberos secures a plain HDFS only, not --ha or --yarn");
+      System.exit(2);
+    }
     File ready = new File(dir, "cluster.env");
     Files.deleteIfExists(ready.toPath());
 
@@ -150,7 +152,7 @@ public final class TestCluster {
       fs.setOwner(new Path(PRIVATE_DIR), PRIVATE_OWNER, PRIVATE_OWNER);
       fs.setPermission(new Path("/"), new FsPermission((short) 0777));
       if (realm != null) {
-        makeHomes(fs);
+        realm.makeHomes(fs);
       }
     }
     File site = new File(dir, "core-site.xml");
@@ -247,19 +249,6 @@ public final class TestCluster {
     }
     try (OutputStream out = new FileOutputStream(file)) {
       site.writeXml(out);
-    }
-  }
-
-  /** /user/NAME for every user of the realm, theirs alone (mode 700). */
-  private static void makeHomes(FileSystem fs) throws IOException {
-    List<String> users = new ArrayList<>(Arrays.asList(SecureRealm.PASSWORD_USERS));
-    users.add(SecureRealm.KEYTAB_USER);
-    fs.mkdirs(new Path("/user"), new FsPermission((short) 0755));
-    for (String user : users) {
-      Path home = new Path("/user/" + user);
-      fs.mkdirs(home);
-      fs.setPermission(home, new FsPermission((short) 0700));
-      fs.setOwner(home, user, user);
     }
   }
 

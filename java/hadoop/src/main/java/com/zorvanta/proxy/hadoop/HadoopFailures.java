@@ -78,10 +78,12 @@ final class HadoopFailures {
     String all = chain(e);
     String why;
     int code = ProxyException.PERMISSION_DENIED;
-    if (all.contains("(24)") || all.contains("(31)") || all.contains("Pre-authentication")) {
+    // The JDK's texts of KDC errors 24, 31 and 6, which it never translates.
+    if (all.contains("Pre-authentication information was invalid")
+        || all.contains("Integrity check on decrypted field failed")) {
       why = "the KDC refused the password; correct the configuration's password (or the"
           + " credential store's entry for it)";
-    } else if (all.contains("(6)") || all.contains("not found in Kerberos database")) {
+    } else if (all.contains("Client not found in Kerberos database")) {
       why = "the KDC does not know this principal; check the user name (or "
           + KerberosLogin.PRINCIPAL_KEY + ") and its realm";
     } else if (all.contains("default realm") || all.contains("Kerberos realm")
