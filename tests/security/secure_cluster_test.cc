@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -108,6 +109,9 @@ class SecureCluster : public ::testing::Test {
     if (savedStderr_ >= 0) {
       dup2(savedStderr_, 2);
       close(savedStderr_);
+      // What went to the file instead is shown when it may explain a failure.
+      const ::testing::TestSuite* suite = ::testing::UnitTest::GetInstance()->current_test_suite();
+      if (suite != nullptr && suite->Failed()) std::cerr << slurp(tmp_ / "stderr.log");
     }
     if (!tmp_.empty()) fs::remove_all(tmp_);
   }
@@ -253,9 +257,14 @@ TEST_F(SecureCluster, UsersCannotEnterEachOthersHomes) {
   auto bob = asUser("bob", password("bob"));
   ASSERT_NE(nullptr, alice->hdfs) << alice->why;
   ASSERT_NE(nullptr, bob->hdfs) << bob->why;
-  // Each configuration keeps its own login, whichever logged in last.
   EXPECT_EQ("", list(alice->hdfs, "/user/alice"));
   EXPECT_EQ("", list(bob->hdfs, "/user/bob"));
+  // A configuration keeps its own login: a service made after bob logged in is still alice's.
+  ZobString err;
+  ZOHadoopHDFS* again = hadoop_->createHDFS(alice->cfg, &err);
+  ASSERT_NE(nullptr, again) << err.str();
+  EXPECT_EQ("", list(again, "/user/alice"));
+  again->release();
   EXPECT_TRUE(contains(list(alice->hdfs, "/user/bob"), "'/user/bob': permission denied"));
   EXPECT_TRUE(contains(list(bob->hdfs, "/user/alice"), "'/user/alice': permission denied"));
   EXPECT_TRUE(contains(writeRead(bob->hdfs, "/user/alice/b.txt", "x"), "permission denied"));
