@@ -294,6 +294,16 @@ TEST_F(SecureCluster, FailedLoginsSayWhatToConfigure) {
   EXPECT_TRUE(contains(why, kToConfigure)) << why;
 }
 
+// Security is per JVM in Hadoop: an unsecured cluster's configuration made
+// after a Kerberos login must still be served.
+TEST_F(SecureCluster, UnsecuredClusterServedAfterKerberos) {
+  const std::string plain = clustertest::readyKeys("ZOH_TEST_CLUSTER")["hdfs"];
+  if (plain.empty()) GTEST_SKIP() << "ZOH_TEST_CLUSTER names no running unsecured cluster";
+  auto s = fromUri(plain + "/?dfs.replication=1");
+  ASSERT_NE(nullptr, s->hdfs) << s->why;
+  EXPECT_EQ("", list(s->hdfs, "/"));
+}
+
 TEST_F(SecureCluster, NoPasswordInAnythingTheRunWrote) {
   struct stat st {};
   ASSERT_EQ(0, stat(keys_["passwords"].c_str(), &st));

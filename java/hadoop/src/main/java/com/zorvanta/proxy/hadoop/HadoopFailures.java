@@ -136,9 +136,10 @@ final class HadoopFailures {
           + KerberosLogin.PRINCIPAL_KEY + ") or a ticket from kinit" + hadoops;
     }
     if (all.contains("fall back to SIMPLE auth")) {
-      return "the cluster does not use Kerberos, but this configuration does: set"
-          + " hadoop.security.authentication=simple (or ipc.client.fallback-to-simple-auth-allowed"
-          + "=true)" + hadoops;
+      return "the cluster does not use Kerberos, but this client does (this configuration, or"
+          + " another one: Hadoop's security is per process): set"
+          + " hadoop.security.authentication=simple, or ipc.client.fallback-to-simple-auth-allowed"
+          + "=true" + hadoops;
     }
     return null;
   }
