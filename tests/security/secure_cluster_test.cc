@@ -97,7 +97,8 @@ class SecureCluster : public ::testing::Test {
     zologSetThreshold(ZOLOG_TRACE);
     zologSetCapture(captureLine, nullptr);
     std::ofstream(tmp_ / "credentials")
-        << "bob-on-secure\tbob\t" << zobSubjectEncodePW(ZobString(password("bob").c_str())).str() << "\n";
+        << "bob-on-secure\tbob\t"
+        << zobSubjectEncodePW(ZobString(password("bob").c_str())).str() << "\n";
     setenv("ZOB_CREDENTIAL_STORE", (tmp_ / "credentials").c_str(), 1);
     ZobString why;
     hadoop_ = zoHadoopCreate(&why);
@@ -239,7 +240,8 @@ TEST_F(SecureCluster, KeytabPasswordAndCredentialLogIn) {
   EXPECT_EQ("by credential", writeRead(bob->hdfs, "/user/bob/c.txt", "by credential"));
 
   // The raw I/O adapter logs in the same way from its URI alone.
-  Uri uri(getURIFromURIString(ZobString(uriOf("/user/bob/c.txt", "credential=bob-on-secure").c_str())));
+  const std::string credential = uriOf("/user/bob/c.txt", "credential=bob-on-secure");
+  Uri uri(getURIFromURIString(ZobString(credential.c_str())));
   ZobString err;
   ZobIORaw* io = createRawIO(uri.get(), &err);
   ASSERT_NE(nullptr, io) << err.str();

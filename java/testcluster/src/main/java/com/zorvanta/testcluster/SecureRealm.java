@@ -32,7 +32,7 @@ import org.apache.hadoop.security.UserGroupInformation;
 final class SecureRealm implements AutoCloseable {
   static final String[] PASSWORD_USERS = {"alice", "bob"};
   static final String KEYTAB_USER = "carol";
-  /** One principal for both kinds of node: UGI keeps one login per JVM, and both run in this one. */
+  /** One principal for both kinds of node: UGI keeps one login per JVM, and both run in this. */
   private static final String SERVICE = "hdfs/localhost";
   private static final String HTTP = "HTTP/localhost";
 
@@ -113,7 +113,7 @@ final class SecureRealm implements AutoCloseable {
     UserGroupInformation.setConfiguration(conf);
   }
 
-  /** What a client needs besides its own credentials: the mechanism and the NameNode's principal. */
+  /** What a client needs besides its own credentials: the mechanism, the NameNode's principal. */
   void secureClient(Configuration site) {
     site.set("hadoop.security.authentication", "kerberos");
     site.set("dfs.namenode.kerberos.principal", principal(SERVICE));

@@ -176,7 +176,7 @@ final class KerberosLogin {
     }
   }
 
-  /** "alice" as the KDC will see it ("alice@REALM"), for the texts; the name itself when no realm is known. */
+  /** "alice" as the KDC sees it ("alice@REALM"), for the texts; as given when no realm is known. */
   private static String fullName(String user) {
     try {
       return new KerberosPrincipal(user).getName();
