@@ -5,6 +5,9 @@
 # <cluster-home> holds zox-testcluster.jar and lib/ (the build's testcluster
 # directory). "start" returns once the cluster answers, with <state-dir>/cluster.env
 # naming it (hdfs=..., webhdfs=...); its log is <state-dir>/cluster.log.
+# Launcher options pass through: --kerberos secures the cluster with a KDC of
+# its own, whose users' passwords it writes to <state-dir>/passwords (mode 600),
+# never onto a command line.
 set -euo pipefail
 action=${1:?usage: testcluster.sh start|stop ...}
 java=${JAVA_HOME:+$JAVA_HOME/bin/}java

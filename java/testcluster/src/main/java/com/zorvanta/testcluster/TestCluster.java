@@ -28,10 +28,14 @@ import org.apache.hadoop.mapreduce.v2.MiniMRYarnCluster;
  * the ready file names a client configuration for it (yarn=). With --ha the
  * NameNodes are a high-availability pair behind the nameservice "zohns" (ha=,
  * and a client configuration ha-site=); with --control fault tests can hurt the
- * cluster through {@link ClusterControl} (control= names its port).
+ * cluster through {@link ClusterControl} (control= names its port). With
+ * --kerberos the cluster is secured by an in-process KDC ({@link SecureRealm}):
+ * every user has a home directory of mode 700, and the ready file names the
+ * realm, its krb5.conf, the users' principals, a user keytab and the file
+ * (mode 600) that holds the users' passwords.
  *
  * <pre>
- * TestCluster --dir DIR [--datanodes N] [--ha] [--control] [--yarn] [--stop-on-eof]
+ * TestCluster --dir DIR [--datanodes N] [--ha] [--control] [--yarn] [--kerberos] [--stop-on-eof]
  * </pre>
  */
 public final class TestCluster {
@@ -59,6 +63,7 @@ public final class TestCluster {
     boolean yarn = false;
     boolean ha = false;
     boolean control = false;
+    boolean kerberos = false;
     for (int i = 0; i < args.length; i++) {
       switch (args[i]) {
         case "--dir":
@@ -76,17 +81,25 @@ public final class TestCluster {
         case "--control":
           control = true;
           break;
+        case "--kerberos":
+          kerberos = true;
+          break;
         case "--stop-on-eof":
           stopOnEof = true;
           break;
         default:
           System.err.println("usage: TestCluster --dir DIR [--datanodes N] [--ha] [--control] [--yarn]"
-              + " [--stop-on-eof]");
+              + " [--kerberos] [--stop-on-eof]");
           System.exit(2);
       }
     }
     if (dir == null) {
       System.err.println("TestCluster: --dir is required");
+      System.exit(2);
+    }
+    if (kerberos && (ha || yarn)) {
+      // Their nodes would need principals, keytabs and site keys of their own.
+      System.err.println("TestCluster: --kerberos secures a plain HDFS only, not --ha or --yarn");
       System.exit(2);
     }
     File ready = new File(dir, "cluster.env");
@@ -99,6 +112,10 @@ public final class TestCluster {
     conf.setInt("dfs.replication", Math.min(3, dataNodes));
     // Appends and pipeline recovery on a cluster this small must not ask for nodes it lacks.
     conf.set("dfs.client.block.write.replace-datanode-on-failure.policy", "NEVER");
+    SecureRealm realm = kerberos ? SecureRealm.start(dir) : null;
+    if (realm != null) {
+      realm.secureNodes(conf);
+    }
     MiniDFSCluster.Builder builder = new MiniDFSCluster.Builder(conf, new File(dir, "data"))
         .numDataNodes(dataNodes).format(true);
     if (ha) {
@@ -120,6 +137,9 @@ public final class TestCluster {
         mr.stop();
       }
       cluster.shutdown(true);
+      if (realm != null) {
+        realm.close();
+      }
       stopped.countDown();
     }, "test-cluster-shutdown"));
     cluster.waitActive();
@@ -131,9 +151,12 @@ public final class TestCluster {
       fs.setPermission(new Path(PRIVATE_DIR), new FsPermission((short) 0700));
       fs.setOwner(new Path(PRIVATE_DIR), PRIVATE_OWNER, PRIVATE_OWNER);
       fs.setPermission(new Path("/"), new FsPermission((short) 0777));
+      if (realm != null) {
+        realm.makeHomes(fs);
+      }
     }
     File site = new File(dir, "core-site.xml");
-    writeSite(site, hdfs, dataNodes);
+    writeSite(site, hdfs, dataNodes, realm);
     File yarnSite = new File(dir, "yarn-client.xml");
     if (mr != null) {
       Configuration yarnConf = new Configuration(cluster.getConfiguration(0));
@@ -198,6 +221,9 @@ public final class TestCluster {
       if (controller != null) {
         w.println("control=" + controller.port());
       }
+      if (realm != null) {
+        realm.describe(w);
+      }
       w.println("pid=" + ProcessHandle.current().pid());
     }
     Files.move(partial.toPath(), ready.toPath(), StandardCopyOption.ATOMIC_MOVE);
@@ -214,8 +240,12 @@ public final class TestCluster {
   }
 
   /** What a client of this cluster needs: its address, and what a cluster this small can do. */
-  private static void writeSite(File file, String defaultFs, int dataNodes) throws IOException {
+  private static void writeSite(File file, String defaultFs, int dataNodes, SecureRealm realm)
+      throws IOException {
     Configuration site = new Configuration(false);
+    if (realm != null) {
+      realm.secureClient(site);
+    }
     site.set("fs.defaultFS", defaultFs);
     site.setInt("dfs.replication", Math.min(3, dataNodes));
     if (dataNodes < 3) {

@@ -48,7 +48,7 @@ final class BoundedWaits {
     return bounded;
   }
 
-  private static boolean atShippedDefault(Configuration conf, String key) {
+  static boolean atShippedDefault(Configuration conf, String key) {
     String[] sources = conf.getPropertySources(key);
     if (sources == null) {
       return true;

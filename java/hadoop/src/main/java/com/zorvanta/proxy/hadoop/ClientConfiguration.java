@@ -4,6 +4,7 @@ import com.zorvanta.proxy.runtime.ProxyException;
 import java.io.File;
 import java.io.IOException;
 import java.security.PrivilegedExceptionAction;
+import java.util.Arrays;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.security.UserGroupInformation;
@@ -12,7 +13,8 @@ import org.apache.hadoop.security.UserGroupInformation;
  * One configuration as the library fills it: a Hadoop {@link Configuration}
  * (Hadoop's defaults, then HADOOP_CONF_DIR's site files as Hadoop's own tools
  * read them, then the caller's resource files and keys) and the user its
- * services act as.
+ * services act as: on a Kerberos-secured cluster, logged in as the
+ * configuration says ({@link KerberosLogin}) when its first service is made.
  */
 final class ClientConfiguration {
   /** Site files read from HADOOP_CONF_DIR, as Hadoop's launch scripts put it on the class path. */
@@ -20,8 +22,12 @@ final class ClientConfiguration {
       "core-site.xml", "hdfs-site.xml", "mapred-site.xml", "yarn-site.xml"};
 
   private final Configuration conf;
+  private String userName;  // null: the process's own
+  private char[] password;  // null: none; cleared when replaced
+  // Who the services act as, made when first needed and again after any change
+  // (a key or resource may change how to log in); null: the process's own user.
   private UserGroupInformation user;
-  private String password;  // for a secured cluster's login; nothing reads it yet
+  private boolean userMade;
 
   ClientConfiguration() {
     conf = new Configuration();
@@ -39,7 +45,9 @@ final class ClientConfiguration {
 
   /** What the services and jobs are made from: a copy, with Hadoop's waits bounded. */
   synchronized Configuration hadoop() {
-    return BoundedWaits.over(conf);
+    Configuration bounded = BoundedWaits.over(conf);
+    KerberosLogin.fitSimple(bounded);
+    return bounded;
   }
 
   synchronized void set(String key, String value) {
@@ -48,6 +56,7 @@ final class ClientConfiguration {
           "A configuration key must not be empty");
     }
     conf.set(key.trim(), value == null ? "" : value);
+    userMade = false;
   }
 
   /**
@@ -82,21 +91,32 @@ final class ClientConfiguration {
           + HadoopFailures.oneLine(cause.getMessage()), cause);
     }
     conf.addResource(path);
+    userMade = false;
   }
 
   /** An empty user means the process's own (or HADOOP_USER_NAME), as Hadoop's tools do. */
   synchronized void setUser(String name, String password) {
-    this.user = name == null || name.trim().isEmpty() ? null
-        : UserGroupInformation.createRemoteUser(name.trim());
-    this.password = password;
+    userName = name == null || name.trim().isEmpty() ? null : name.trim();
+    if (this.password != null) {
+      Arrays.fill(this.password, '\0');
+    }
+    this.password = password == null || password.isEmpty() ? null : password.toCharArray();
+    userMade = false;
+  }
+
+  /** The user as the configuration says now; a Kerberos login happens here, once per change. */
+  private synchronized UserGroupInformation user() throws IOException {
+    if (!userMade) {
+      user = KerberosLogin.wanted(conf) ? KerberosLogin.login(conf, userName, password)
+          : userName == null ? null : UserGroupInformation.createRemoteUser(userName);
+      userMade = true;
+    }
+    return user;
   }
 
   /** Runs `action` as the configuration's user; file systems keep the user they were made by. */
   <T> T as(PrivilegedExceptionAction<T> action) throws IOException {
-    UserGroupInformation who;
-    synchronized (this) {
-      who = user;
-    }
+    UserGroupInformation who = user();
     if (who == null) {
       try {
         return action.run();

@@ -22,17 +22,22 @@ import org.apache.hadoop.security.AccessControlException;
  */
 final class HadoopFailures {
   private static final int MAX_TEXT = 600;
+  static final String NO_REALM = "no Kerberos realm or KDC is configured; set "
+      + KerberosLogin.KRB5_CONF_KEY + " to the cluster's krb5.conf (or start the JVM with"
+      + " -Djava.security.krb5.conf)";
 
   private HadoopFailures() {}
 
   static ProxyException wrap(String action, String path, Throwable thrown) {
     Throwable e = unwrap(thrown);
-    String reason = reason(e);
+    String kerberos = kerberosMismatch(e);
+    String reason = kerberos != null ? kerberos : reason(e);
     // A reason that already quotes the exception's message leaves only its causes to tell.
     String message = oneLine(e.getMessage());
     Throwable cause = !message.isEmpty() && reason.contains(message) ? e.getCause() : e;
-    // An unwrapped remote failure's cause is the RemoteException it came in: the same text again.
-    if (cause instanceof RemoteException) {
+    // An unwrapped remote failure's cause is the RemoteException it came in: the same text
+    // again; a Kerberos mismatch quotes the one line of Hadoop's that matters.
+    if (cause instanceof RemoteException || kerberos != null) {
       cause = null;
     }
     return new ProxyException(code(e), action + " '" + path + "': " + reason, cause);
@@ -65,7 +70,87 @@ final class HadoopFailures {
         : e.getClass().getName();
   }
 
+  /**
+   * A Kerberos login that failed, said as what to change. The JDK's own texts
+   * ("Pre-authentication information was invalid (24)") name no setting.
+   */
+  static ProxyException login(String principal, String how, Throwable e) {
+    String all = chain(e);
+    String why;
+    int code = ProxyException.PERMISSION_DENIED;
+    // The JDK's texts of KDC errors 24, 31 and 6, which it never translates.
+    if (all.contains("Pre-authentication information was invalid")
+        || all.contains("Integrity check on decrypted field failed")) {
+      why = "the KDC refused the password; correct the configuration's password (or the"
+          + " credential store's entry for it)";
+    } else if (all.contains("Client not found in Kerberos database")) {
+      why = "the KDC does not know this principal; check the user name (or "
+          + KerberosLogin.PRINCIPAL_KEY + ") and its realm";
+    } else if (all.contains("default realm") || all.contains("Kerberos realm")
+        || all.contains("Cannot get kdc")) {
+      code = ProxyException.INVALID_ARGUMENT;
+      why = NO_REALM;
+    } else if (all.contains("Unable to obtain password")) {
+      why = "the keytab holds no key for this principal; check " + KerberosLogin.PRINCIPAL_KEY
+          + " and " + KerberosLogin.KEYTAB_KEY;
+    } else if (all.contains("Connection refused") || all.contains("timed out")) {
+      code = ProxyException.IO;
+      why = "the KDC cannot be reached (" + oneLine(rootOf(e).getMessage())
+          + "); check the kdc entries of the krb5.conf in use";
+    } else {
+      return new ProxyException(ProxyException.PERMISSION_DENIED,
+          "Kerberos login of " + principal + " (" + how + ") failed: "
+          + oneLine(rootOf(e).getMessage()), e);
+    }
+    return new ProxyException(code, "Kerberos login of " + principal + " (" + how + ") failed: "
+        + why);
+  }
+
+  /** The messages of `e` and its causes, for recognising a failure wherever Hadoop wrapped it. */
+  private static String chain(Throwable e) {
+    StringBuilder all = new StringBuilder();
+    for (Throwable t = e; t != null && all.length() < 4 * MAX_TEXT; t = t.getCause()) {
+      all.append(t.getMessage()).append('\n');
+    }
+    return all.toString();
+  }
+
+  private static Throwable rootOf(Throwable e) {
+    Throwable root = e;
+    while (root.getCause() != null && root.getCause() != root) {
+      root = root.getCause();
+    }
+    return root;
+  }
+
+  /** A cluster and a client that disagree on Kerberos; null when that is not the failure. */
+  private static String kerberosMismatch(Throwable e) {
+    String all = chain(e);
+    String hadoops = " (Hadoop: " + oneLine(rootOf(e).getMessage()) + ")";
+    if (all.contains("SIMPLE authentication is not enabled")
+        || all.contains("Client cannot authenticate via")) {
+      return "the cluster requires Kerberos, and this configuration has no Kerberos login:"
+          + " set hadoop.security.authentication=kerberos and dfs.namenode.kerberos.principal"
+          + " (as the cluster's site files do), and give the configuration a user with a"
+          + " password, a keytab (" + KerberosLogin.KEYTAB_KEY + " and "
+          + KerberosLogin.PRINCIPAL_KEY + ") or a ticket from kinit" + hadoops;
+    }
+    if (all.contains("fall back to SIMPLE auth")) {
+      return "the cluster does not use Kerberos, but this client does (this configuration, or"
+          + " another one: Hadoop's security is per process): set"
+          + " hadoop.security.authentication=simple, or ipc.client.fallback-to-simple-auth-allowed"
+          + "=true" + hadoops;
+    }
+    return null;
+  }
+
   private static int code(Throwable e) {
+    if (e instanceof ProxyException) {
+      return ((ProxyException) e).code();
+    }
+    if (kerberosMismatch(e) != null) {
+      return ProxyException.PERMISSION_DENIED;
+    }
     if (e instanceof FileNotFoundException || e instanceof java.nio.file.NoSuchFileException) {
       return ProxyException.NOT_FOUND;
     }
@@ -85,6 +170,10 @@ final class HadoopFailures {
   private static String reason(Throwable e) {
     String name = remoteClass(e);
     String message = oneLine(e.getMessage());
+    // Our own failures (a login) are already worded for the caller.
+    if (e instanceof ProxyException) {
+      return message;
+    }
     if (name.endsWith(".SafeModeException")) {
       return "the NameNode is in safe mode: " + message;
     }
