@@ -3,8 +3,11 @@ package com.zorvanta.proxy.runtime;
 import java.nio.file.AccessDeniedException;
 import java.nio.file.FileAlreadyExistsException;
 import java.nio.file.NoSuchFileException;
+import java.util.HashSet;
 import java.util.IdentityHashMap;
 import java.util.Map;
+import java.util.Set;
+import java.util.regex.Pattern;
 
 /**
  * Turns a throwable into the error code and the one-line text that cross the
@@ -41,24 +44,44 @@ public final class Failures {
   /**
    * The message, followed by each distinct cause once. A proxy's own exception
    * shows its message alone; anything else shows its class too, since its message
-   * (often just a path) says little by itself.
+   * (often just a path) says little by itself. A cause that only repeats a text
+   * already shown (a server's failure and the remote exception that carried it)
+   * is left out.
    */
   public static String text(Throwable t) {
     StringBuilder text = new StringBuilder(describe(t, !(t instanceof ProxyException)));
     Map<Throwable, Boolean> seen = new IdentityHashMap<>();
     seen.put(t, Boolean.TRUE);
+    Set<String> shown = new HashSet<>();
+    shown.add(sentence(t.getMessage()));
     for (Throwable c = t.getCause(); c != null && seen.put(c, Boolean.TRUE) == null;
         c = c.getCause()) {
-      text.append(" (cause: ").append(describe(c, true)).append(')');
+      if (shown.add(sentence(c.getMessage()))) {
+        text.append(" (cause: ").append(describe(c, true)).append(')');
+      }
     }
     return text.toString();
   }
 
   private static String describe(Throwable t, boolean withClass) {
-    String message = t.getMessage();
-    if (message == null || message.isEmpty()) {
+    String message = sentence(t.getMessage());
+    if (message.isEmpty()) {
       return t.getClass().getName();
     }
     return withClass ? t.getClass().getName() + ": " + message : message;
   }
+
+  /**
+   * A message on one line, without the stack trace that a server's failure
+   * brings inside its text (a NameNode's refusals do).
+   */
+  private static String sentence(String message) {
+    if (message == null) {
+      return "";
+    }
+    String beforeTrace = STACK_FRAME.split(message, 2)[0];
+    return beforeTrace.replaceAll("\\s*\\n\\s*", " ").trim();
+  }
+
+  private static final Pattern STACK_FRAME = Pattern.compile("\\n\\s*at [\\w$.]+\\(");
 }
