@@ -30,6 +30,12 @@ std::unique_ptr<char[]> copyBuffer(const void* data, int length) {
 
 namespace {
 
+// The text or bytes of a string or bytes record.
+const void* bufferOf(const zowlpParameter& record) {
+  return record.type == WLP_TYPE_STRING ? static_cast<const void*>(record.value.string)
+                                        : record.value.bytes;
+}
+
 // Checks one record against its column; the bytes of a present text or byte
 // buffer (with the NUL a copy gets) are added to `bytes`.
 int checkRecord(const zowlpParameter& from, int columnType, size_t* bytes) {
@@ -38,9 +44,7 @@ int checkRecord(const zowlpParameter& from, int columnType, size_t* bytes) {
   switch (columnType) {
     case WLP_TYPE_STRING:
     case WLP_TYPE_BYTES: {
-      const void* data = columnType == WLP_TYPE_STRING
-                             ? static_cast<const void*>(from.value.string)
-                             : from.value.bytes;
+      const void* data = bufferOf(from);
       if (from.length < 0 || (data == nullptr && from.length > 0)) {
         return WLP_ERR_ARGUMENT;
       }
@@ -65,9 +69,7 @@ void copyRecord(const zowlpParameter& from, int columnType, zowlpParameter* slot
   switch (columnType) {
     case WLP_TYPE_STRING:
     case WLP_TYPE_BYTES: {
-      const void* data = columnType == WLP_TYPE_STRING
-                             ? static_cast<const void*>(from.value.string)
-                             : from.value.bytes;
+      const void* data = bufferOf(from);
       char* copy = *text;
       if (from.length > 0) std::memcpy(copy, data, static_cast<size_t>(from.length));
       copy[from.length] = '\0';
