@@ -6,6 +6,10 @@
 // median of its rounds, with min and max, as a table and as JSON lines.
 //
 // Usage: calls_bench [directory]   (default: a new directory under /dev/shm)
+// Under `valgrind --tool=callgrind --collect-atstart=no --separate-threads=yes`
+// with CALLS_BENCH_CALLGRIND=<n> set, each figure instead runs n library
+// operations after its warm-up with collection on, and dumps them as one part
+// named after the figure: the calling thread's instructions per operation.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,10 +19,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <valgrind/callgrind.h>
 
 #include "ZOHadoop.h"
 #include "ZOHadoopCfg.h"
@@ -49,7 +56,19 @@ Spread spreadOf(std::vector<double> v) {
 // reported per unit in `unit` (µs per call, or MiB/s when `throughput`).
 void figure(const char* name, const char* unit, bool throughput, double units,
             const std::function<void()>& library, const std::function<void()>& reference) {
+  // CALLS_BENCH_ONLY=<text>: only the figures whose names hold the text.
+  const char* only = std::getenv("CALLS_BENCH_ONLY");
+  if (only != nullptr && std::strstr(name, only) == nullptr) return;
   library();  // warm: page cache, JIT, the first proxy calls
+  if (const char* n = std::getenv("CALLS_BENCH_CALLGRIND")) {
+    library();
+    CALLGRIND_TOGGLE_COLLECT;
+    for (int i = std::atoi(n); i > 0; --i) library();
+    CALLGRIND_TOGGLE_COLLECT;
+    CALLGRIND_DUMP_STATS_AT(name);
+    std::printf("%-44s %.0f operations a run\n", name, units);
+    return;
+  }
   reference();
   std::vector<double> lib, ref, ratio;
   for (int r = 0; r < kRounds; ++r) {
@@ -68,6 +87,9 @@ void figure(const char* name, const char* unit, bool throughput, double units,
                "\"cost_ratio\":%.3f,\"cost_ratio_min\":%.3f,\"cost_ratio_max\":%.3f}\n",
                name, unit, L.median, F.median, R.median, R.min, R.max);
 }
+
+// Fewer operations a figure under callgrind, where each costs fifty times more.
+long scaled(long n) { return std::getenv("CALLS_BENCH_CALLGRIND") != nullptr ? n / 8 : n; }
 
 void check(bool ok, const std::string& what) {
   if (ok) return;
@@ -119,7 +141,7 @@ int main(int argc, char** argv) {
   const std::string file = dir + "/one.bin";
   close(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
   const ZobString fileName(file.c_str());
-  constexpr int kCalls = 20000;
+  const int kCalls = scaled(20000);
   figure("exists on a file / stat(2)", "us", false, kCalls, [&] {
     bool answer = false;
     for (int i = 0; i < kCalls; ++i) check(hdfs->exists(nullptr, fileName, &answer, &err), err.str());
@@ -127,7 +149,7 @@ int main(int argc, char** argv) {
     struct stat st;
     for (int i = 0; i < kCalls; ++i) check(stat(file.c_str(), &st) == 0, "stat");
   });
-  constexpr int kStats = 5000;
+  const int kStats = scaled(5000);
   figure("stat of one file (listing, one next) / stat(2)", "us", false, kStats, [&] {
     for (int i = 0; i < kStats; ++i) {
       ZOHadoopDirectory* one = hdfs->openDir(nullptr, fileName, &err);
@@ -169,7 +191,7 @@ int main(int argc, char** argv) {
 
   // Bulk bytes: 256 MiB, read in chunks of each size, and written with the
   // adapter's buffer at 1 MiB and at its 16 KiB default.
-  constexpr long kBytes = 256L << 20;
+  const long kBytes = scaled(256L << 20);
   const std::string big = dir + "/big.bin";
   std::vector<char> block(1 << 20);
   for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(i * 131 + 7);

@@ -59,6 +59,9 @@ struct LogState {
   std::mutex captureMutex;
   ZoLogCapture capture = nullptr;
   void* captureContext = nullptr;
+  // Whether a hook is installed, read without the lock: a line that neither
+  // the log nor a hook would see costs a few loads and a branch.
+  std::atomic<bool> capturing{false};
 
   // Serialises output so that lines of concurrent threads never interleave.
   std::mutex outputMutex;
@@ -148,10 +151,10 @@ class LoggerImpl final : public ZoLogger_ {
   // Rendering is skipped only when neither the log nor a capture hook would see
   // the event.
   bool wanted(ZoLoggingLevel level) const {
-    if (isEnabled(level)) return true;
-    LogState& s = state();
-    std::lock_guard<std::mutex> hold(s.captureMutex);
-    return s.capture != nullptr;
+    const LogState& s = state();
+    const int own = ownLevel_.load(std::memory_order_relaxed);
+    const int limit = own != kNoOwnLevel ? own : s.threshold.load(std::memory_order_relaxed);
+    return static_cast<int>(level) >= limit || s.capturing.load(std::memory_order_acquire);
   }
 
   void deliver(ZoLoggingLevel level, const char* file, int line, const char* text) {
@@ -225,4 +228,5 @@ void zologSetCapture(ZoLogCapture capture, void* context) {
   std::lock_guard<std::mutex> hold(s.captureMutex);
   s.capture = capture;
   s.captureContext = context;
+  s.capturing.store(capture != nullptr, std::memory_order_release);
 }

@@ -55,11 +55,34 @@ inline zowlpParameter nullRecord(int type) {
 // string; null when out of memory.
 std::unique_ptr<char[]> copyBuffer(const void* data, int length);
 
-// The records of one row live in one heap array that never moves, so that the
-// pointers handed out by nextRow and rowAt stay valid while the row set grows.
-struct Row {
-  std::unique_ptr<zowlpParameter[]> records;
-  std::vector<std::unique_ptr<char[]>> buffers;
+// Storage that hands out pieces and never moves them, so that the pointers
+// handed out by nextRow and rowAt stay valid while the row set grows. Blocks
+// double from a small first one, so a row set of one entry stays small and a
+// listing of thousands makes a few dozen allocations instead of several per row.
+template <typename T>
+class Arena {
+ public:
+  // `n` default-initialised pieces; throws std::bad_alloc.
+  T* take(size_t n) {
+    if (n > left_) {
+      const size_t size = n > next_ ? n : next_;
+      blocks_.emplace_back(new T[size]);
+      at_ = blocks_.back().get();
+      left_ = size;
+      if (next_ < kLargest) next_ *= 2;
+    }
+    T* piece = at_;
+    at_ += n;
+    left_ -= n;
+    return piece;
+  }
+
+ private:
+  static constexpr size_t kLargest = (64 * 1024) / sizeof(T);
+  std::vector<std::unique_ptr<T[]>> blocks_;
+  T* at_ = nullptr;
+  size_t left_ = 0;
+  size_t next_ = 512 / sizeof(T) > 0 ? 512 / sizeof(T) : 1;
 };
 
 // One output of a response and what the response owns behind it.
@@ -70,12 +93,39 @@ struct Output {
   zowlpRowSet* rowSet = nullptr;
 };
 
+// A fixed number of elements, sized once: a response of up to kInline outputs
+// (every call the library makes) keeps them inside itself.
+template <typename T, size_t kInline>
+class Slots {
+ public:
+  // Called once, on a fresh object; throws std::bad_alloc.
+  void resize(size_t n) {
+    if (n > kInline) {
+      heap_.reset(new T[n]());
+      data_ = heap_.get();
+    }
+    size_ = n;
+  }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  T* data() { return data_; }
+  T& operator[](size_t i) { return data_[i]; }
+
+ private:
+  T inline_[kInline];
+  std::unique_ptr<T[]> heap_;
+  T* data_ = inline_;
+  size_t size_ = 0;
+};
+
 }  // namespace zowlp
 
 struct zowlpRowSet {
   zowlp::LiveCount live;
   std::string columns;
-  std::vector<std::unique_ptr<zowlp::Row>> rows;
+  std::vector<zowlpParameter*> rows;  // each the first of its row's records
+  zowlp::Arena<zowlpParameter> records;
+  zowlp::Arena<char> texts;  // the texts and bytes the records point to
   // Reading is logically const for the owner of the row set, but moves the cursor.
   mutable size_t cursor = 0;
   zowlp::InjectedFailure failNext;
@@ -83,9 +133,14 @@ struct zowlpRowSet {
 };
 
 struct zowlpResponse {
+  // A call's response lives until the next call on the same thread, as a read's
+  // does until the next read: its memory is kept per thread for the next one.
+  static void* operator new(size_t size);
+  static void operator delete(void* memory);
+
   zowlp::LiveCount live;
-  std::vector<zowlpParameter> records;
-  std::vector<zowlp::Output> outputs;
+  zowlp::Slots<zowlpParameter, 4> records;
+  zowlp::Slots<zowlp::Output, 4> outputs;
   bool hasError = false;
   int errorCode = 0;
   std::string errorText;

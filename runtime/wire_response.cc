@@ -26,6 +26,39 @@ void zowlpResponse::dropOutput(size_t index) {
 
 namespace {
 
+struct SpareResponse {
+  void* memory = nullptr;
+  ~SpareResponse() { ::operator delete(memory); }
+};
+thread_local SpareResponse t_spareResponse;
+
+}  // namespace
+
+// AddressSanitizer is left to see every response's memory die with it.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kKeepSpare = false;
+#else
+constexpr bool kKeepSpare = true;
+#endif
+
+void* zowlpResponse::operator new(size_t size) {
+  if (void* memory = kKeepSpare ? t_spareResponse.memory : nullptr) {
+    t_spareResponse.memory = nullptr;
+    return memory;
+  }
+  return ::operator new(size);
+}
+
+void zowlpResponse::operator delete(void* memory) {
+  if (kKeepSpare && t_spareResponse.memory == nullptr) {
+    t_spareResponse.memory = memory;
+    return;
+  }
+  ::operator delete(memory);
+}
+
+namespace {
+
 // The output at `index` when it exists and has the setter's type.
 int checkOutput(zowlpResponse* response, int index, int type) {
   if (!response || index < 0 ||
@@ -72,10 +105,12 @@ zowlpResponse* zowlpResponse_create(const char* signature) {
   if (!signature || !zowlp::isValidTypeList(signature, true)) return nullptr;
   try {
     auto response = std::make_unique<zowlpResponse>();
-    for (const char* c = signature; *c; ++c) {
-      response->records.push_back(nullRecord(static_cast<unsigned char>(*c)));
+    const size_t count = std::strlen(signature);
+    response->records.resize(count);
+    response->outputs.resize(count);
+    for (size_t i = 0; i < count; ++i) {
+      response->records[i] = nullRecord(static_cast<unsigned char>(signature[i]));
     }
-    response->outputs.resize(response->records.size());
     return response.release();
   } catch (const std::bad_alloc&) {
     return nullptr;

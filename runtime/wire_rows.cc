@@ -30,59 +30,84 @@ std::unique_ptr<char[]> copyBuffer(const void* data, int length) {
 
 namespace {
 
-// Validates and copies one record of a row into `slot`, with its own copy of the
-// text or bytes it points to.
-int copyRecord(const zowlpParameter& from, int columnType, zowlpParameter* slot,
-               Row* row) {
+// The text or bytes of a string or bytes record.
+const void* bufferOf(const zowlpParameter& record) {
+  return record.type == WLP_TYPE_STRING ? static_cast<const void*>(record.value.string)
+                                        : record.value.bytes;
+}
+
+// Checks one record against its column; the bytes of a present text or byte
+// buffer (with the NUL a copy gets) are added to `bytes`.
+int checkRecord(const zowlpParameter& from, int columnType, size_t* bytes) {
   if (from.type != columnType) return WLP_ERR_TYPE;
-  *slot = nullRecord(columnType);
   if (!from.present) return WLP_OK;
-  slot->present = 1;
   switch (columnType) {
     case WLP_TYPE_STRING:
     case WLP_TYPE_BYTES: {
-      const void* data = columnType == WLP_TYPE_STRING
-                             ? static_cast<const void*>(from.value.string)
-                             : from.value.bytes;
+      const void* data = bufferOf(from);
       if (from.length < 0 || (data == nullptr && from.length > 0)) {
         return WLP_ERR_ARGUMENT;
       }
-      std::unique_ptr<char[]> copy = copyBuffer(data, from.length);
-      if (!copy) return WLP_ERR_MEMORY;
-      if (columnType == WLP_TYPE_STRING) {
-        slot->value.string = copy.get();
-      } else {
-        slot->value.bytes = copy.get();
-      }
-      slot->length = from.length;
-      row->buffers.push_back(std::move(copy));
+      *bytes += static_cast<size_t>(from.length) + 1;
       return WLP_OK;
     }
     case WLP_TYPE_BOOL:
-      slot->value.boolean = from.value.boolean ? 1 : 0;
-      return WLP_OK;
     case WLP_TYPE_INT:
-      slot->value.integer = from.value.integer;
-      return WLP_OK;
     case WLP_TYPE_OBJECT:
-      slot->value.object = from.value.object;
       return WLP_OK;
     default:
       return WLP_ERR_TYPE;
   }
 }
 
+// Copies a checked record into `slot`, its text or bytes to `*text`.
+void copyRecord(const zowlpParameter& from, int columnType, zowlpParameter* slot,
+                char** text) {
+  *slot = nullRecord(columnType);
+  if (!from.present) return;
+  slot->present = 1;
+  switch (columnType) {
+    case WLP_TYPE_STRING:
+    case WLP_TYPE_BYTES: {
+      const void* data = bufferOf(from);
+      char* copy = *text;
+      if (from.length > 0) std::memcpy(copy, data, static_cast<size_t>(from.length));
+      copy[from.length] = '\0';
+      *text += static_cast<size_t>(from.length) + 1;
+      if (columnType == WLP_TYPE_STRING) {
+        slot->value.string = copy;
+      } else {
+        slot->value.bytes = copy;
+      }
+      slot->length = from.length;
+      return;
+    }
+    case WLP_TYPE_BOOL:
+      slot->value.boolean = from.value.boolean ? 1 : 0;
+      return;
+    case WLP_TYPE_INT:
+      slot->value.integer = from.value.integer;
+      return;
+    default:
+      slot->value.object = from.value.object;
+      return;
+  }
+}
+
+// Nothing is taken from the arenas until the whole row has passed its checks.
 int addRowChecked(zowlpRowSet* rowSet, const zowlpParameter* row) {
   const size_t columns = rowSet->columns.size();
-  auto copy = std::make_unique<Row>();
-  copy->records.reset(new zowlpParameter[columns]);
-  copy->buffers.reserve(columns);
+  size_t bytes = 0;
   for (size_t i = 0; i < columns; ++i) {
-    int status = copyRecord(row[i], static_cast<unsigned char>(rowSet->columns[i]),
-                            &copy->records[i], copy.get());
+    int status = checkRecord(row[i], static_cast<unsigned char>(rowSet->columns[i]), &bytes);
     if (status != WLP_OK) return status;
   }
-  rowSet->rows.push_back(std::move(copy));
+  zowlpParameter* records = rowSet->records.take(columns);
+  char* text = bytes > 0 ? rowSet->texts.take(bytes) : nullptr;
+  for (size_t i = 0; i < columns; ++i) {
+    copyRecord(row[i], static_cast<unsigned char>(rowSet->columns[i]), &records[i], &text);
+  }
+  rowSet->rows.push_back(records);
   return WLP_OK;
 }
 
@@ -123,7 +148,7 @@ int zowlpRowSet_nextRow(const zowlpRowSet* rowSet, zowlpParameter** row) {
   if (!rowSet || !row) return WLP_ERR_ARGUMENT;
   if (rowSet->cursor >= rowSet->rows.size()) return WLP_ERR_END;
   if (int injected = rowSet->failNext.statusAt(rowSet->cursor)) return injected;
-  *row = rowSet->rows[rowSet->cursor++]->records.get();
+  *row = rowSet->rows[rowSet->cursor++];
   return WLP_OK;
 }
 
@@ -143,7 +168,7 @@ int zowlpRowSet_rowAt(const zowlpRowSet* rowSet, int index, zowlpParameter** row
       static_cast<size_t>(index) >= rowSet->rows.size()) {
     return WLP_ERR_ARGUMENT;
   }
-  *row = rowSet->rows[index]->records.get();
+  *row = rowSet->rows[index];
   return WLP_OK;
 }
 

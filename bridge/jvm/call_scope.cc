@@ -1,7 +1,10 @@
 #include "call_scope.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <cstdlib>
+#include <new>
 
 #include "native_buffers.h"
 #include "record_conversion.h"
@@ -29,7 +32,15 @@ jboolean JNICALL nativeHasPoll(JNIEnv*, jclass) {
   return scope != nullptr && scope->hasPoll() ? JNI_TRUE : JNI_FALSE;
 }
 
-jobject JNICALL nativeAllocate(JNIEnv* env, jclass, jint capacity) {
+// Calls of the process that run with a poll; Java reads it before it asks.
+alignas(64) std::atomic<int32_t> g_pollingCalls{0};
+static_assert(sizeof(g_pollingCalls) == sizeof(int32_t), "Java reads it as an int");
+
+jobject JNICALL nativePolling(JNIEnv* env, jclass) {
+  return env->NewDirectByteBuffer(&g_pollingCalls, sizeof(g_pollingCalls));
+}
+
+jobject JNICALL nativeAllocate(JNIEnv* env, jclass, jint capacity, jobject last) {
   CallScope* scope = CallScope::current();
   if (scope == nullptr || capacity < 0) return nullptr;
   void* data = scope->allocate(static_cast<size_t>(capacity));
@@ -40,6 +51,12 @@ jobject JNICALL nativeAllocate(JNIEnv* env, jclass, jint capacity) {
       env->ThrowNew(outOfMemory, "native buffer for a bridge output");
     }
     return nullptr;
+  }
+  // The memory of the last read comes back when its response has let it go: the
+  // buffer object over it can serve again.
+  if (last != nullptr && env->GetDirectBufferAddress(last) == data &&
+      env->GetDirectBufferCapacity(last) == capacity) {
+    return last;
   }
   return env->NewDirectByteBuffer(data, capacity);
 }
@@ -63,7 +80,9 @@ void JNICALL nativeMessage(JNIEnv* env, jclass, jint type, jstring text) {
 
 }  // namespace
 
-CallScope::CallScope(ZoJniPollRecord* poll) : record_(poll), previous_(t_call) {
+CallScope::CallScope(ZoJniPollRecord* poll)
+    : record_(poll), counted_(hasPoll()), previous_(t_call) {
+  if (counted_) g_pollingCalls.fetch_add(1);
   int millis = poll != nullptr && poll->value > 0 ? poll->value : kDefaultPollMillis;
   interval_ = std::chrono::milliseconds(millis);
   nextPoll_ = std::chrono::steady_clock::now() + interval_;
@@ -71,7 +90,9 @@ CallScope::CallScope(ZoJniPollRecord* poll) : record_(poll), previous_(t_call) {
 }
 
 CallScope::~CallScope() {
-  for (void* b : buffers_) freeNativeBuffer(b);
+  if (counted_) g_pollingCalls.fetch_sub(1);
+  for (int i = 0; i < bufferCount_; ++i) freeNativeBuffer(buffers_[i]);
+  for (void* b : moreBuffers_) freeNativeBuffer(b);
   t_call = previous_;
 }
 
@@ -91,14 +112,30 @@ bool CallScope::poll(JNIEnv* env, jlong done, jlong total, jstring phase, bool n
 
 void* CallScope::allocate(size_t capacity) {
   void* data = allocateNativeBuffer(capacity);
-  if (data != nullptr) buffers_.push_back(data);
+  if (data == nullptr) return nullptr;
+  if (bufferCount_ < kInlineBuffers) {
+    buffers_[bufferCount_++] = data;
+    return data;
+  }
+  try {
+    moreBuffers_.push_back(data);
+  } catch (const std::bad_alloc&) {
+    freeNativeBuffer(data);
+    return nullptr;
+  }
   return data;
 }
 
 bool CallScope::adopt(void* address) {
-  auto it = std::find(buffers_.begin(), buffers_.end(), address);
-  if (it == buffers_.end()) return false;
-  buffers_.erase(it);
+  for (int i = 0; i < bufferCount_; ++i) {
+    if (buffers_[i] == address) {
+      buffers_[i] = buffers_[--bufferCount_];
+      return true;
+    }
+  }
+  auto it = std::find(moreBuffers_.begin(), moreBuffers_.end(), address);
+  if (it == moreBuffers_.end()) return false;
+  moreBuffers_.erase(it);
   return true;
 }
 
@@ -145,16 +182,19 @@ bool registerNatives(JNIEnv* env, jclass progress, jclass nativeMemory, jclass s
       {const_cast<char*>("askNow"), const_cast<char*>("(JJLjava/lang/String;)Z"),
        reinterpret_cast<void*>(&nativeAskNow)},
       {const_cast<char*>("hasPoll"), const_cast<char*>("()Z"),
-       reinterpret_cast<void*>(&nativeHasPoll)}};
+       reinterpret_cast<void*>(&nativeHasPoll)},
+      {const_cast<char*>("polling0"), const_cast<char*>("()Ljava/nio/ByteBuffer;"),
+       reinterpret_cast<void*>(&nativePolling)}};
   const JNINativeMethod memoryMethods[] = {
-      {const_cast<char*>("allocate0"), const_cast<char*>("(I)Ljava/nio/ByteBuffer;"),
+      {const_cast<char*>("allocate0"),
+       const_cast<char*>("(ILjava/nio/ByteBuffer;)Ljava/nio/ByteBuffer;"),
        reinterpret_cast<void*>(&nativeAllocate)}};
   const JNINativeMethod siteMethods[] = {
       {const_cast<char*>("option0"), const_cast<char*>("(Ljava/lang/String;)Ljava/lang/String;"),
        reinterpret_cast<void*>(&nativeOption)},
       {const_cast<char*>("message0"), const_cast<char*>("(ILjava/lang/String;)V"),
        reinterpret_cast<void*>(&nativeMessage)}};
-  return env->RegisterNatives(progress, pollMethods, 3) == JNI_OK &&
+  return env->RegisterNatives(progress, pollMethods, 4) == JNI_OK &&
          env->RegisterNatives(nativeMemory, memoryMethods, 1) == JNI_OK &&
          env->RegisterNatives(site, siteMethods, 2) == JNI_OK;
 }

@@ -41,7 +41,13 @@ class CallScope {
   ZoJniPollRecord* record_;
   std::chrono::steady_clock::duration interval_;
   std::chrono::steady_clock::time_point nextPoll_;
-  std::vector<void*> buffers_;
+  // The buffers allocated and not yet adopted; a call makes one or two, kept
+  // here without touching the heap.
+  static constexpr int kInlineBuffers = 4;
+  void* buffers_[kInlineBuffers];
+  int bufferCount_ = 0;
+  std::vector<void*> moreBuffers_;
+  bool counted_;  // among the calls with a poll
   int polls_ = 0;
   CallScope* previous_;
 };

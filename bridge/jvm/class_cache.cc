@@ -53,6 +53,11 @@ class Resolver {
     note(id != nullptr, name);
     return id;
   }
+  jfieldID field(const GlobalRef& c, const char* name, const char* sig) {
+    jfieldID id = c ? env_->GetFieldID(c.asClass(), name, sig) : nullptr;
+    note(id != nullptr, name);
+    return id;
+  }
   jmethodID staticMethod(const GlobalRef& c, const char* name, const char* sig) {
     jmethodID id = c ? env_->GetStaticMethodID(c.asClass(), name, sig) : nullptr;
     note(id != nullptr, name);
@@ -157,17 +162,20 @@ int load(JNIEnv* env, std::string* why) {
   c->objectArrayClass = r.jdkClass("[Ljava/lang/Object;");
   c->outOfMemoryClass = r.jdkClass("java/lang/OutOfMemoryError");
   c->longValueOf = r.staticMethod(c->longClass, "valueOf", "(J)Ljava/lang/Long;");
-  c->longValue = r.method(c->longClass, "longValue", "()J");
   c->booleanValueOf = r.staticMethod(c->booleanClass, "valueOf", "(Z)Ljava/lang/Boolean;");
-  c->booleanValue = r.method(c->booleanClass, "booleanValue", "()Z");
   c->integerValueOf = r.staticMethod(c->integerClass, "valueOf", "(I)Ljava/lang/Integer;");
-  c->intValue = r.method(c->integerClass, "intValue", "()I");
   c->stringFromBytes =
       r.method(c->stringClass, "<init>", "([BLjava/nio/charset/Charset;)V");
   c->asReadOnlyBuffer =
       r.method(c->byteBufferClass, "asReadOnlyBuffer", "()Ljava/nio/ByteBuffer;");
-  c->bufferPosition = r.method(c->byteBufferClass, "position", "()I");
-  c->bufferLimit = r.method(c->byteBufferClass, "limit", "()I");
+  c->longValue = r.field(c->longClass, "value", "J");
+  c->intValue = r.field(c->integerClass, "value", "I");
+  c->booleanValue = r.field(c->booleanClass, "value", "Z");
+  {
+    GlobalRef buffer = r.jdkClass("java/nio/Buffer");
+    c->bufferPosition = r.field(buffer, "position", "I");
+    c->bufferLimit = r.field(buffer, "limit", "I");
+  }
   {
     GlobalRef charsets = r.jdkClass("java/nio/charset/StandardCharsets");
     jfieldID utf8 = charsets ? env->GetStaticFieldID(charsets.asClass(), "UTF_8",
@@ -194,9 +202,7 @@ int load(JNIEnv* env, std::string* why) {
   c->rowSetNew = r.method(c->rowSetClass, "<init>", "(Ljava/lang/String;)V");
   c->rowSetAdd = r.method(c->rowSetClass, "addRow",
                           "([Ljava/lang/Object;)Lcom/zorvanta/proxy/runtime/RowSet;");
-  c->rowSetTypes = r.method(c->rowSetClass, "columnTypes", "()Ljava/lang/String;");
-  c->rowSetSize = r.method(c->rowSetClass, "size", "()I");
-  c->rowSetRow = r.method(c->rowSetClass, "row", "(I)[Ljava/lang/Object;");
+  c->rowSetEncode = r.method(c->rowSetClass, "encode", "()[B");
   c->failureCode = r.staticMethod(c->failuresClass, "code", "(Ljava/lang/Throwable;)I");
   c->failureText =
       r.staticMethod(c->failuresClass, "text", "(Ljava/lang/Throwable;)Ljava/lang/String;");
@@ -264,50 +270,96 @@ std::string proxyHome() {
   return ZOH_DEFAULT_PROXY_HOME;
 }
 
-bool MethodCache::find(JNIEnv* env, jclass type, const char* name,
-                       const std::string& inputCodes, Method* out) {
-  // Reused per thread: a call that finds its method allocates nothing here.
-  thread_local std::string key;
-  key.assign(name);
-  key.push_back('\0');
-  key.append(inputCodes);
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    auto it = methods_.find(key);
-    if (it != methods_.end()) {
-      *out = it->second;
-      return out->id != nullptr;
+namespace {
+
+uint64_t keyHash(const char* name, const char* inputs, size_t count) {
+  uint64_t h = 1469598103934665603ull;  // FNV-1a
+  for (const char* p = name; *p != '\0'; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 1099511628211ull;
+  h = (h ^ 0xFFu) * 1099511628211ull;
+  for (size_t i = 0; i < count; ++i) h = (h ^ static_cast<unsigned char>(inputs[i])) * 1099511628211ull;
+  return h;
+}
+
+}  // namespace
+
+MethodCache::~MethodCache() {
+  for (const Table* t = table_.load(); t != nullptr;) {
+    const Table* previous = t->previous;
+    delete t;
+    t = previous;
+  }
+}
+
+bool MethodCache::find(JNIEnv* env, jclass type, const char* name, const char* inputs,
+                       size_t count, Method* out) {
+  const uint64_t hash = keyHash(name, inputs, count);
+  auto lookup = [&](const Table* t) -> const Entry* {
+    if (t == nullptr) return nullptr;
+    for (const Entry& e : t->entries) {
+      if (e.hash == hash && e.name == name && e.inputs.size() == count &&
+          e.inputs.compare(0, count, inputs, count) == 0) {
+        return &e;
+      }
     }
-  }
-  std::string params = "(";
-  for (char code : inputCodes) {
-    switch (code) {
-      case 1: params += "Ljava/nio/ByteBuffer;"; break;
-      case 2: params += "Ljava/lang/Boolean;"; break;
-      case 6: params += "Ljava/lang/Integer;"; break;
-      case 7: params += "Ljava/lang/Long;"; break;
-      case 10: params += "Lcom/zorvanta/proxy/runtime/RowSet;"; break;
-      default: params += "Ljava/lang/String;"; break;
-    }
-  }
-  params += ")";
-  Method m;
-  m.id = env->GetMethodID(type, name, (params + "[Ljava/lang/Object;").c_str());
-  if (m.id == nullptr) {
-    env->ExceptionClear();
-    m.id = env->GetMethodID(type, name, (params + "V").c_str());
-    m.returnsVoid = m.id != nullptr;
-    if (m.id == nullptr) env->ExceptionClear();
-  }
-  if (m.id == nullptr) {
-    m.id = env->GetMethodID(type, name, "([Ljava/lang/Object;)[Ljava/lang/Object;");
-    m.takesArray = m.id != nullptr;
-    if (m.id == nullptr) env->ExceptionClear();
+    return nullptr;
+  };
+  if (const Entry* e = lookup(table_.load(std::memory_order_acquire))) {
+    *out = e->method;
+    return out->id != nullptr;
   }
   std::lock_guard<std::mutex> lock(mutex_);
-  methods_.emplace(key, m);
-  *out = m;
-  return m.id != nullptr;
+  const Table* current = table_.load(std::memory_order_relaxed);
+  if (const Entry* e = lookup(current)) {
+    *out = e->method;
+    return out->id != nullptr;
+  }
+  auto next = std::make_unique<Table>();
+  if (current != nullptr) next->entries = current->entries;
+  next->entries.push_back({hash, name, std::string(inputs, count),
+                           resolve(env, type, name, inputs, count)});
+  next->previous = current;
+  *out = next->entries.back().method;
+  table_.store(next.release(), std::memory_order_release);
+  return out->id != nullptr;
+}
+
+MethodCache::Method MethodCache::resolve(JNIEnv* env, jclass type, const char* name,
+                                         const char* inputs, size_t count) {
+  auto parameters = [&](bool primitives) {
+    std::string params = "(";
+    for (size_t i = 0; i < count; ++i) {
+      const bool present = (inputs[i] & kPresent) != 0;
+      switch (inputs[i] & ~kPresent) {
+        case 1: params += "Ljava/nio/ByteBuffer;"; break;
+        case 2: params += primitives && present ? "Z" : "Ljava/lang/Boolean;"; break;
+        case 6: params += primitives && present ? "I" : "Ljava/lang/Integer;"; break;
+        case 7: params += primitives && present ? "J" : "Ljava/lang/Long;"; break;
+        case 10: params += "Lcom/zorvanta/proxy/runtime/RowSet;"; break;
+        default: params += "Ljava/lang/String;"; break;
+      }
+    }
+    return params + ")";
+  };
+  auto lookup = [&](const std::string& params, bool primitives, Method* m) {
+    m->id = env->GetMethodID(type, name, (params + "[Ljava/lang/Object;").c_str());
+    if (m->id == nullptr) {
+      env->ExceptionClear();
+      m->id = env->GetMethodID(type, name, (params + "V").c_str());
+      m->returnsVoid = m->id != nullptr;
+      if (m->id == nullptr) env->ExceptionClear();
+    }
+    m->primitives = primitives && m->id != nullptr;
+    return m->id != nullptr;
+  };
+  Method m;
+  bool anyPrimitive = false;
+  for (size_t i = 0; i < count; ++i) anyPrimitive |= (inputs[i] & kPresent) != 0;
+  if (anyPrimitive && lookup(parameters(true), true, &m)) return m;
+  if (lookup(parameters(false), false, &m)) return m;
+  m.id = env->GetMethodID(type, name, "([Ljava/lang/Object;)[Ljava/lang/Object;");
+  m.takesArray = m.id != nullptr;
+  if (m.id == nullptr) env->ExceptionClear();
+  return m;
 }
 
 }  // namespace zojni

@@ -4,9 +4,11 @@
 
 #include <jni.h>
 
+#include <atomic>
+#include <cstdint>
 #include <mutex>
+#include <vector>
 #include <string>
-#include <unordered_map>
 
 #include "jni_refs.h"
 
@@ -16,12 +18,15 @@ struct RuntimeClasses {
   // JDK
   GlobalRef objectClass, stringClass, longClass, booleanClass, integerClass, byteBufferClass;
   GlobalRef byteArrayClass, objectArrayClass, outOfMemoryClass, utf8Charset;
-  jmethodID longValueOf, longValue, booleanValueOf, booleanValue, integerValueOf, intValue;
-  jmethodID stringFromBytes, asReadOnlyBuffer, bufferPosition, bufferLimit;
+  jmethodID longValueOf, booleanValueOf, integerValueOf;
+  jmethodID stringFromBytes, asReadOnlyBuffer;
+  // Read as fields: an output's value, and where a buffer's bytes are, without
+  // a call into Java.
+  jfieldID longValue, intValue, booleanValue, bufferPosition, bufferLimit;
   // runtime jar
   GlobalRef runtimeLoader, rowSetClass, failuresClass, nativeMemoryClass, siteClass,
       loadersClass;
-  jmethodID rowSetNew, rowSetAdd, rowSetTypes, rowSetSize, rowSetRow;
+  jmethodID rowSetNew, rowSetAdd, rowSetEncode;
   jmethodID failureCode, failureText, heapRemaining, siteNew;
   jmethodID loaderForDirectory, loaderCreate, proxyVersion;
 };
@@ -37,23 +42,47 @@ const RuntimeClasses* loadedRuntimeClasses();
 // project's install location.
 std::string proxyHome();
 
-// The proxy methods of one Java class, found by name and input type codes.
+// The proxy methods of one Java class, found by name and inputs. Looking up
+// a known method takes no lock and allocates nothing: the methods found so far
+// sit in a table that is replaced, never changed, when one is added.
 class MethodCache {
  public:
   struct Method {
     jmethodID id = nullptr;
     bool returnsVoid = false;
     bool takesArray = false;  // the inputs go as one Object[]
+    bool primitives = false;  // present object, int and bool inputs go as long, int, boolean
   };
-  // A method of that name taking the inputs one by one, typed as their codes
-  // say, else one taking them all as an Object[]; it returns Object[] or
-  // nothing. False when there is none.
-  bool find(JNIEnv* env, jclass type, const char* name, const std::string& inputCodes,
+  MethodCache() = default;
+  MethodCache(const MethodCache&) = delete;
+  MethodCache& operator=(const MethodCache&) = delete;
+  ~MethodCache();
+
+  // `inputs` holds one code per input: its wire type, with kPresent added for
+  // a present object, int or bool, which a method may take as a primitive.
+  static constexpr char kPresent = 0x40;
+  // A method of that name taking the inputs one by one (present primitives as
+  // long, int and boolean where the class has such a method, else all boxed),
+  // else one taking them all as an Object[]; it returns Object[] or nothing.
+  // False when there is none.
+  bool find(JNIEnv* env, jclass type, const char* name, const char* inputs, size_t count,
             Method* out);
 
  private:
-  std::mutex mutex_;
-  std::unordered_map<std::string, Method> methods_;  // a null id: known missing
+  struct Entry {
+    uint64_t hash;
+    std::string name, inputs;
+    Method method;  // a null id: known missing
+  };
+  struct Table {
+    std::vector<Entry> entries;
+    const Table* previous;  // freed with the cache: a reader may still be in it
+  };
+  static Method resolve(JNIEnv* env, jclass type, const char* name, const char* inputs,
+                        size_t count);
+
+  std::mutex mutex_;  // taken only to add a method
+  std::atomic<const Table*> table_{nullptr};
 };
 
 }  // namespace zojni

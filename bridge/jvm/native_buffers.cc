@@ -25,12 +25,24 @@ Header* g_spare[kSlots];
 
 Header* headerOf(void* data) { return static_cast<Header*>(data) - 1; }
 
+// Reuse only a buffer that is not much larger than asked, so that small reads
+// do not pin large blocks.
+bool fits(const Header* h, std::size_t capacity) {
+  return h->capacity >= capacity && h->capacity / 2 <= capacity;
+}
+
+// One buffer per thread, of any size, kept without a lock: a stream of reads
+// on one thread gives each read's memory back before the next one asks.
+struct ThreadSpare {
+  Header* buffer = nullptr;
+  ~ThreadSpare() { std::free(buffer); }
+};
+thread_local ThreadSpare t_spare;
+
 Header* takeSpare(std::size_t capacity) {
   std::lock_guard<std::mutex> hold(g_spareLock);
   for (Header*& slot : g_spare) {
-    // Reuse only a buffer that is not much larger than asked, so that small
-    // reads do not pin large blocks.
-    if (slot != nullptr && slot->capacity >= capacity && slot->capacity / 2 <= capacity) {
+    if (slot != nullptr && fits(slot, capacity)) {
       Header* h = slot;
       slot = nullptr;
       return h;
@@ -53,6 +65,10 @@ bool keepSpare(Header* h) {
 }  // namespace
 
 void* allocateNativeBuffer(std::size_t capacity) {
+  if (Header* h = t_spare.buffer; h != nullptr && fits(h, capacity)) {
+    t_spare.buffer = nullptr;
+    return h + 1;
+  }
   if (capacity >= kPooledMinimum) {
     if (Header* h = takeSpare(capacity)) return h + 1;
   }
@@ -65,6 +81,10 @@ void* allocateNativeBuffer(std::size_t capacity) {
 void freeNativeBuffer(void* data) {
   if (data == nullptr) return;
   Header* h = headerOf(data);
+  if (t_spare.buffer == nullptr) {
+    t_spare.buffer = h;
+    return;
+  }
   if (h->capacity >= kPooledMinimum && keepSpare(h)) return;
   std::free(h);
 }

@@ -113,12 +113,9 @@ int bytesOutput(JNIEnv* env, const RuntimeClasses& rc, jobject value, CallScope*
     if (env->ExceptionCheck() || !copy) return pendingFailure(env, ZOJNI_ERR_MEMORY);
     return bytesOutput(env, rc, copy.get(), scope, response, index);
   }
-  jint position = env->CallIntMethod(value, rc.bufferPosition);
-  if (env->ExceptionCheck()) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
-  jint limit = env->CallIntMethod(value, rc.bufferLimit);
-  if (env->ExceptionCheck() || position < 0 || limit < position) {
-    return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
-  }
+  const jint position = env->GetIntField(value, rc.bufferPosition);
+  const jint limit = env->GetIntField(value, rc.bufferLimit);
+  if (position < 0 || limit < position) return ZOJNI_ERR_OUTPUT_TYPE;
   if (position == 0 && scope != nullptr && scope->adopt(base)) {
     if (zowlpResponse_adoptBytes(response, index, base, limit, &freeNativeBuffer) != WLP_OK) {
       freeNativeBuffer(base);
@@ -144,16 +141,16 @@ int toRecord(JNIEnv* env, const RuntimeClasses& rc, jobject value, char code,
   switch (code) {
     case WLP_TYPE_OBJECT:
       if (!env->IsInstanceOf(value, rc.longClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
-      record->value.object = env->CallLongMethod(value, rc.longValue);
-      return pendingFailure(env, ZOJNI_OK);
+      record->value.object = env->GetLongField(value, rc.longValue);
+      return ZOJNI_OK;
     case WLP_TYPE_BOOL:
       if (!env->IsInstanceOf(value, rc.booleanClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
-      record->value.boolean = env->CallBooleanMethod(value, rc.booleanValue) ? 1 : 0;
-      return pendingFailure(env, ZOJNI_OK);
+      record->value.boolean = env->GetBooleanField(value, rc.booleanValue) ? 1 : 0;
+      return ZOJNI_OK;
     case WLP_TYPE_INT:
       if (!env->IsInstanceOf(value, rc.integerClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
-      record->value.integer = env->CallIntMethod(value, rc.intValue);
-      return pendingFailure(env, ZOJNI_OK);
+      record->value.integer = env->GetIntField(value, rc.intValue);
+      return ZOJNI_OK;
     case WLP_TYPE_STRING:
       if (!env->IsInstanceOf(value, rc.stringClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
       if (!javaToUtf8(env, static_cast<jstring>(value), storage)) {
@@ -185,35 +182,102 @@ int toRecord(JNIEnv* env, const RuntimeClasses& rc, jobject value, char code,
   }
 }
 
+// Reads the bulk form of RowSet.encode() with every count checked against what
+// is left, so that a malformed array is refused instead of read past its end.
+class BulkReader {
+ public:
+  BulkReader(const char* data, size_t size) : at_(data), end_(data + size) {}
+  bool take(size_t n, const char** bytes) {
+    if (static_cast<size_t>(end_ - at_) < n) return false;
+    *bytes = at_;
+    at_ += n;
+    return true;
+  }
+  bool byte(unsigned char* v) {
+    const char* b;
+    if (!take(1, &b)) return false;
+    *v = static_cast<unsigned char>(*b);
+    return true;
+  }
+  template <typename T>
+  bool little(T* v) {
+    const char* b;
+    if (!take(sizeof(T), &b)) return false;
+    uint64_t x = 0;
+    for (size_t i = 0; i < sizeof(T); ++i) x |= uint64_t(static_cast<unsigned char>(b[i])) << (8 * i);
+    *v = static_cast<T>(x);
+    return true;
+  }
+  bool done() const { return at_ == end_; }
+
+ private:
+  const char* at_;
+  const char* end_;
+};
+
 int rowSetFromJava(JNIEnv* env, const RuntimeClasses& rc, jobject set, zowlpRowSet** out) {
   if (!env->IsInstanceOf(set, rc.rowSetClass.asClass())) return ZOJNI_ERR_OUTPUT_TYPE;
-  LocalRef<jstring> typeText(env,
-                             static_cast<jstring>(env->CallObjectMethod(set, rc.rowSetTypes)));
-  std::string codes;
-  if (env->ExceptionCheck() || !typeText || !javaToUtf8(env, typeText.get(), &codes)) {
-    return pendingFailure(env, ZOJNI_ERR_MEMORY);
-  }
-  std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter> rows(zowlpRowSet_create(codes.c_str()));
-  if (!rows) return ZOJNI_ERR_MEMORY;
-  jint count = env->CallIntMethod(set, rc.rowSetSize);
+  LocalRef<jbyteArray> encoded(env,
+                               static_cast<jbyteArray>(env->CallObjectMethod(set, rc.rowSetEncode)));
   if (env->ExceptionCheck()) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
-  std::vector<zowlpParameter> records(codes.size());
-  std::vector<std::string> storage(codes.size());
-  for (jint i = 0; i < count; ++i) {
-    LocalRef<jobjectArray> row(
-        env, static_cast<jobjectArray>(env->CallObjectMethod(set, rc.rowSetRow, i)));
-    if (env->ExceptionCheck() || !row) return pendingFailure(env, ZOJNI_ERR_OUTPUT_TYPE);
-    if (env->GetArrayLength(row.get()) != static_cast<jsize>(codes.size())) {
-      return ZOJNI_ERR_OUTPUT_TYPE;
+  if (!encoded) return ZOJNI_ERR_OUTPUT_TYPE;  // a row holds what its column cannot
+  // One array per row set, copied into memory this thread keeps for the next.
+  thread_local std::vector<char> bytes;
+  const jsize size = env->GetArrayLength(encoded.get());
+  try {
+    bytes.resize(static_cast<size_t>(size));
+  } catch (const std::bad_alloc&) {
+    return ZOJNI_ERR_MEMORY;
+  }
+  env->GetByteArrayRegion(encoded.get(), 0, size, reinterpret_cast<jbyte*>(bytes.data()));
+  if (env->ExceptionCheck()) return pendingFailure(env, ZOJNI_ERR_MEMORY);
+  BulkReader in(bytes.data(), bytes.size());
+  int32_t columns = 0;
+  const char* codes = nullptr;
+  if (!in.little(&columns) || columns <= 0 || columns > 255 ||
+      !in.take(static_cast<size_t>(columns), &codes)) {
+    return ZOJNI_ERR_OUTPUT_TYPE;
+  }
+  const std::string types(codes, static_cast<size_t>(columns));
+  std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter> rows(zowlpRowSet_create(types.c_str()));
+  if (!rows) return ZOJNI_ERR_MEMORY;
+  int32_t count = 0;
+  if (!in.little(&count) || count < 0) return ZOJNI_ERR_OUTPUT_TYPE;
+  zowlpParameter records[256];
+  for (int32_t r = 0; r < count; ++r) {
+    for (int32_t c = 0; c < columns; ++c) {
+      zowlpParameter& record = records[c];
+      std::memset(&record, 0, sizeof record);
+      record.type = static_cast<unsigned char>(types[c]);
+      unsigned char present = 0;
+      if (!in.byte(&present) || present > 1) return ZOJNI_ERR_OUTPUT_TYPE;
+      record.present = present;
+      if (present == 0) continue;
+      bool ok = true;
+      switch (record.type) {
+        case WLP_TYPE_BOOL: {
+          unsigned char b = 0;
+          ok = in.byte(&b);
+          record.value.boolean = b != 0 ? 1 : 0;
+          break;
+        }
+        case WLP_TYPE_INT: ok = in.little(&record.value.integer); break;
+        case WLP_TYPE_OBJECT: ok = in.little(&record.value.object); break;
+        default: {  // texts and bytes
+          int32_t length = 0;
+          const char* data = nullptr;
+          ok = in.little(&length) && length >= 0 && in.take(static_cast<size_t>(length), &data);
+          record.value.bytes = data;
+          record.length = length;
+        }
+      }
+      if (!ok) return ZOJNI_ERR_OUTPUT_TYPE;
     }
-    for (size_t c = 0; c < codes.size(); ++c) {
-      LocalRef<jobject> value(env, env->GetObjectArrayElement(row.get(), static_cast<jsize>(c)));
-      int status = toRecord(env, rc, value.get(), codes[c], &records[c], &storage[c]);
-      if (status != ZOJNI_OK) return status;
-    }
-    int added = zowlpRowSet_addRow(rows.get(), records.data());
+    // Texts are not NUL-terminated in the array; the row set's copies are.
+    const int added = zowlpRowSet_addRow(rows.get(), records);
     if (added != WLP_OK) return added == WLP_ERR_TYPE ? ZOJNI_ERR_OUTPUT_TYPE : ZOJNI_ERR_MEMORY;
   }
+  if (!in.done()) return ZOJNI_ERR_OUTPUT_TYPE;
   *out = rows.release();
   return ZOJNI_OK;
 }

@@ -1,6 +1,7 @@
 // The bridge operations on a real JVM.
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -99,10 +100,22 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
       (count > 0 && params == nullptr)) {
     return ZOJNI_ERR_ARGUMENT;
   }
-  std::string inputCodes;
+  // The inputs' codes, present primitives marked, as the method cache keys them.
+  char fixedCodes[kInlineArgs];
+  std::unique_ptr<char[]> spilledCodes;
+  char* inputCodes = fixedCodes;
+  if (count > kInlineArgs) {
+    spilledCodes.reset(new (std::nothrow) char[static_cast<size_t>(count)]);
+    if (!spilledCodes) return ZOJNI_ERR_MEMORY;
+    inputCodes = spilledCodes.get();
+  }
   for (int i = 0; i < count; ++i) {
-    if (!zojni::isWireType(params[i].type)) return ZOJNI_ERR_INPUT_TYPE;
-    inputCodes.push_back(static_cast<char>(params[i].type));
+    const int32_t type = params[i].type;
+    if (!zojni::isWireType(type)) return ZOJNI_ERR_INPUT_TYPE;
+    const bool primitive =
+        type == WLP_TYPE_OBJECT || type == WLP_TYPE_INT || type == WLP_TYPE_BOOL;
+    inputCodes[i] = static_cast<char>(
+        type | (primitive && params[i].present ? zojni::MethodCache::kPresent : 0));
   }
   for (const char* s = signature; *s != '\0'; ++s) {
     if (!zojni::isWireType(*s)) return ZOJNI_ERR_ARGUMENT;
@@ -118,7 +131,8 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
     return ZOJNI_ERR_MEMORY;
   }
   zojni::MethodCache::Method target;
-  if (!proxy->methods.find(env, proxy->created.type.asClass(), method, inputCodes, &target)) {
+  if (!proxy->methods.find(env, proxy->created.type.asClass(), method, inputCodes,
+                           static_cast<size_t>(count), &target)) {
     return ZOJNI_ERR_NO_METHOD;
   }
   // The library's methods take a handful of inputs; more go to the heap.
@@ -130,6 +144,14 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
     args = spilled.data();
   }
   for (int i = 0; i < count; ++i) {
+    if (target.primitives && (inputCodes[i] & zojni::MethodCache::kPresent) != 0) {
+      switch (params[i].type) {
+        case WLP_TYPE_OBJECT: args[i].j = static_cast<jlong>(params[i].value.object); break;
+        case WLP_TYPE_INT: args[i].i = static_cast<jint>(params[i].value.integer); break;
+        default: args[i].z = params[i].value.boolean ? JNI_TRUE : JNI_FALSE; break;
+      }
+      continue;
+    }
     int status = zojni::toJava(env, *rc, params[i], &args[i].l);
     if (status != ZOJNI_OK) return status;
   }

@@ -118,6 +118,17 @@ int ZobIOHadoop::putBytes(const char* data, int length) {
   if (buffer_ == nullptr && !allocateBuffer(bufferSize_)) return -1;
   if (length == 0) return 0;
   int taken = 0;
+  // Whole buffers of the caller's own bytes go to HDFS as they are: the same
+  // writes as through the buffer, without copying them into it first.
+  while (bufferFill_ == 0 && length - taken >= bufferSize_) {
+    if (!file_->write(nullptr, data + taken, bufferSize_, &error_)) {
+      // Left as a failed write of the buffer leaves it: full, those bytes held.
+      std::memcpy(buffer_.get(), data + taken, static_cast<size_t>(bufferSize_));
+      bufferFill_ = bufferSize_;
+      return -1;
+    }
+    taken += bufferSize_;
+  }
   while (taken < length) {
     const int n = std::min(length - taken, bufferSize_ - bufferFill_);
     std::memcpy(buffer_.get() + bufferFill_, data + taken, static_cast<size_t>(n));

@@ -8,7 +8,10 @@
 
 ZOHadoopDirImpl::ZOHadoopDirImpl(ZohCalls* owner, ZobString path, zowlpRowSet* rows)
     : owner_(owner), path_(std::move(path)), rows_(rows) {
-  logger_ = zologGetLogger("ZO.Hadoop.HDFS.Directory");
+  // Loggers live as long as the process: looked up once, not under the
+  // registry's lock for every listing opened.
+  static ZoLogger_* const logger = zologGetLogger("ZO.Hadoop.HDFS.Directory");
+  logger_ = logger;
 }
 
 ZOHadoopDirImpl::~ZOHadoopDirImpl() {

@@ -15,7 +15,8 @@ ZOHadoopFileImpl::ZOHadoopFileImpl(ZohCalls* owner, long javaObject,
       permissions_(member->permissions) {
   char id[32];
   instanceId_ = ZobString(np_uniq_s64(id));
-  logger_ = zologGetLogger("ZO.Hadoop.HDFS.File");
+  static ZoLogger_* const logger = zologGetLogger("ZO.Hadoop.HDFS.File");  // as a listing's
+  logger_ = logger;
   logger_->logEvent(ZOLOG_INFO, ZOH_HDFS_TAG, __LINE__,
                     "Created Hadoop HDFS file instance %s.", instanceId_.asCstr());
 }

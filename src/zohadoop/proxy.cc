@@ -27,7 +27,8 @@ bool ZOHadoopImpl::getProxy(const ZobString& directory, ZobString* err) {
                       ZOH_HADOOP_PROXY_CLASS, proxyDirectory_.asCstr(), err);
     return proxy_ != nullptr;
   }
-  if (directory.length() == 0) return true;
+  // Every call comes here with the stored directory itself: nothing to compare.
+  if (&directory == &proxyDirectory_ || directory.length() == 0) return true;
   if (directory.compare(proxyDirectory_, true) == 0) return true;
   if (err) {
     *err = zobStringFormat(

@@ -258,7 +258,12 @@ TEST_F(BridgeContract, TextCrossesAsUtf8BothWays) {
 
 TEST_F(BridgeContract, EchoCopiesRowSetsRowByRowAndLeavesTheInputAsItWas) {
   const Table rows = {{"a", "1"}, {"\xc3\xbc\xf0\x9f\x98\x80", std::nullopt}, {"", "x"}};
-  WireRecords inputs({V::ofStringRows(rows), V::ofStringRows({}, 1)});
+  const ScriptedValue typed = V::ofRows(
+      "\x01\x02\x06\x07\x0b",
+      {{V::ofBytes(std::string("b\0c", 3)), V::ofBool(true), V::ofInt(-7), V::ofObject(1LL << 40),
+        V::ofString("s")},
+       {V::ofNull(1), V::ofBool(false), V::ofInt(1 << 30), V::ofNull(7), V::ofNull(11)}});
+  WireRecords inputs({V::ofStringRows(rows), V::ofStringRows({}, 1), typed});
   ResponseOwner response;
   ASSERT_EQ(call("Echo", inputs.signature(), inputs, &response), ZOJNI_OK);
   EXPECT_EQ(contract::readOutputs(response.get()), inputs.values());

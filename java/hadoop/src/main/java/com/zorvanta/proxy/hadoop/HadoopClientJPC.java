@@ -92,12 +92,22 @@ public final class HadoopClientJPC {
     return new Object[] {hdfs(fs).exists(path)};
   }
 
+  // The bridge passes present handles and counts as primitives where a method
+  // takes them so: no boxing on its side for the calls made most often.
+  public Object[] HDFSExists(long fs, String path) {
+    return HDFSExists(Long.valueOf(fs), path);
+  }
+
   public Object[] HDFSDelete(Long fs, String path) {
     return new Object[] {hdfs(fs).delete(path)};
   }
 
   public Object[] HDFSListDir(Long fs, String path) {
     return new Object[] {hdfs(fs).list(path)};
+  }
+
+  public Object[] HDFSListDir(long fs, String path) {
+    return HDFSListDir(Long.valueOf(fs), path);
   }
 
   /**
@@ -111,6 +121,11 @@ public final class HadoopClientJPC {
     return new Object[] {HandleTable.register(file), file.stats()};
   }
 
+  public Object[] HDFSOpenFile(long fs, String path, int mode, int exclusive, int bufferSize) {
+    return HDFSOpenFile(Long.valueOf(fs), path, Integer.valueOf(mode), Integer.valueOf(exclusive),
+        Integer.valueOf(bufferSize));
+  }
+
   public Object[] HDFSFileRead(Long file, Integer count) {
     if (count == null) {
       throw new ProxyException(ProxyException.INVALID_ARGUMENT, "No byte count given to read");
@@ -118,12 +133,24 @@ public final class HadoopClientJPC {
     return new Object[] {HandleTable.get(file, OpenFile.class, FILE).read(count)};
   }
 
+  public Object[] HDFSFileRead(long file, int count) {
+    return HDFSFileRead(Long.valueOf(file), Integer.valueOf(count));
+  }
+
   public void HDFSFileWrite(Long file, ByteBuffer data) {
     HandleTable.get(file, OpenFile.class, FILE).write(data);
   }
 
+  public void HDFSFileWrite(long file, ByteBuffer data) {
+    HDFSFileWrite(Long.valueOf(file), data);
+  }
+
   public void HDFSFileClose(Long file) {
     HandleTable.release(file, OpenFile.class, FILE).close();
+  }
+
+  public void HDFSFileClose(long file) {
+    HDFSFileClose(Long.valueOf(file));
   }
 
   // ---- MapReduce ----

@@ -2,6 +2,7 @@ package com.zorvanta.proxy.hadoop;
 
 import com.zorvanta.proxy.runtime.ProxyException;
 import com.zorvanta.proxy.runtime.RowSet;
+import java.io.File;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.io.InputStream;
@@ -179,6 +180,11 @@ final class HdfsService implements AutoCloseable {
 
   boolean exists(String name) {
     try {
+      // What Hadoop's local file system answers, without the status it builds
+      // only to throw away (three more stats and a qualified path).
+      if (fsLocal != null) {
+        return localFile(name).exists();
+      }
       return fs.exists(path(name));
     } catch (IOException | IllegalArgumentException e) {
       throw HadoopFailures.wrap("Cannot check the existence of", name, e);
@@ -202,6 +208,14 @@ final class HdfsService implements AutoCloseable {
   RowSet list(String name) {
     RowSet rows = EntryStats.newRowSet();
     try {
+      if (fsLocal != null) {
+        @SuppressWarnings("deprecation")  // what getDefaultBlockSize(Path) answers locally
+        long blockSize = fsLocal.getDefaultBlockSize();
+        RowSet local = EntryStats.localRows(localFile(name), blockSize);
+        if (local != null) {
+          return local;
+        }
+      }
       Path dir = path(name);
       if (fsLocal != null) {
         FileStatus[] all = fs.listStatus(dir);
@@ -276,6 +290,22 @@ final class HdfsService implements AutoCloseable {
     RowSet rows = EntryStats.newRowSet();
     EntryStats.add(rows, status, fsLocal);
     return rows;
+  }
+
+  /**
+   * The local file that Hadoop's local file system makes of a name. A plain
+   * absolute name (no scheme, no empty, "." or ".." segment, which a Path
+   * would normalise away) names it as it stands: parsing it into a Path costs
+   * more than the stat it is for.
+   */
+  private File localFile(String name) {
+    boolean plain = name != null && name.startsWith("/");
+    for (int i = 1; plain && i < name.length(); i++) {
+      char c = name.charAt(i);
+      char before = name.charAt(i - 1);
+      plain = c != ':' && c != '\\' && !(before == '/' && (c == '/' || c == '.'));
+    }
+    return plain ? new File(name) : fsLocal.pathToFile(path(name));
   }
 
   private static Path path(String name) {

@@ -11,11 +11,26 @@ import java.nio.ByteBuffer;
 public final class NativeMemory {
   private NativeMemory() {}
 
+  /**
+   * The buffer object last handed out on this thread: when the bridge gives
+   * the same memory again (the caller freed the last read's bytes before the
+   * next read), the object is reused instead of building another.
+   */
+  private static final ThreadLocal<ByteBuffer> LAST = new ThreadLocal<>();
+
   public static ByteBuffer allocate(int capacity) {
     if (capacity < 0) {
       throw new IllegalArgumentException("negative buffer size " + capacity);
     }
-    ByteBuffer buffer = allocate0(capacity);
+    ByteBuffer last = LAST.get();
+    ByteBuffer buffer = allocate0(capacity, last);
+    if (buffer != null) {
+      if (buffer == last) {
+        buffer.clear().order(java.nio.ByteOrder.BIG_ENDIAN);
+      } else {
+        LAST.set(buffer);
+      }
+    }
     // Outside a bridge call there is nobody to hand the memory to.
     return buffer != null ? buffer : ByteBuffer.allocateDirect(capacity);
   }
@@ -27,5 +42,5 @@ public final class NativeMemory {
     return bytes;
   }
 
-  private static native ByteBuffer allocate0(int capacity);
+  private static native ByteBuffer allocate0(int capacity, ByteBuffer last);
 }

@@ -73,6 +73,132 @@ public final class RowSet {
     return v == null ? null : v.toString();
   }
 
+  /**
+   * The rows in one array for the bridge, which would otherwise fetch them one
+   * call per row: the column count (32-bit) and codes, the row count, then per
+   * value a byte 1 for present (0 for null) and a present value as one byte
+   * (bool), 32 bits (int), 64 bits (object), or a 32-bit byte count and the
+   * bytes (bytes; a text as UTF-8, a lone surrogate as U+FFFD). Numbers are
+   * little-endian. Null when a row holds a value that its column cannot, which
+   * only a row changed through {@link #row} can.
+   */
+  public byte[] encode() {
+    Encoder out = new Encoder(64 + rows.size() * columnTypes.length() * 16);
+    out.int32(columnTypes.length());
+    for (int c = 0; c < columnTypes.length(); c++) {
+      out.byte8(columnTypes.charAt(c));
+    }
+    out.int32(rows.size());
+    for (Object[] row : rows) {
+      if (row.length != columnTypes.length()) {
+        return null;
+      }
+      for (int c = 0; c < row.length; c++) {
+        char type = columnTypes.charAt(c);
+        Object v = row[c];
+        if (v == null) {
+          out.byte8(0);
+          continue;
+        }
+        if (!fits(type, v)) {
+          return null;
+        }
+        out.byte8(1);
+        switch (type) {
+          case BOOL: out.byte8((Boolean) v ? 1 : 0); break;
+          case INT: out.int32((Integer) v); break;
+          case OBJECT: out.int64((Long) v); break;
+          case STRING: out.text((String) v); break;
+          default: out.bytes(v); break;
+        }
+      }
+    }
+    return out.finish();
+  }
+
+  private static final class Encoder {
+    private byte[] buf;
+    private int n;
+
+    Encoder(int capacity) {
+      buf = new byte[capacity];
+    }
+
+    private void room(int more) {
+      if (n + more > buf.length) {
+        buf = java.util.Arrays.copyOf(buf, Math.max(buf.length * 2, n + more));
+      }
+    }
+
+    void byte8(int v) {
+      room(1);
+      buf[n++] = (byte) v;
+    }
+
+    void int32(int v) {
+      room(4);
+      for (int i = 0; i < 4; i++) {
+        buf[n++] = (byte) (v >>> (8 * i));
+      }
+    }
+
+    void int64(long v) {
+      room(8);
+      for (int i = 0; i < 8; i++) {
+        buf[n++] = (byte) (v >>> (8 * i));
+      }
+    }
+
+    void bytes(Object v) {
+      byte[] b;
+      if (v instanceof byte[]) {
+        b = (byte[]) v;
+      } else {
+        b = NativeMemory.remaining((ByteBuffer) v);
+      }
+      int32(b.length);
+      room(b.length);
+      System.arraycopy(b, 0, buf, n, b.length);
+      n += b.length;
+    }
+
+    void text(String s) {
+      int length = s.length();
+      room(4 + 3 * length);
+      int at = n;
+      n += 4;
+      for (int i = 0; i < length; i++) {
+        char c = s.charAt(i);
+        if (c < 0x80) {
+          buf[n++] = (byte) c;
+        } else if (c < 0x800) {
+          buf[n++] = (byte) (0xC0 | (c >> 6));
+          buf[n++] = (byte) (0x80 | (c & 0x3F));
+        } else if (Character.isHighSurrogate(c) && i + 1 < length
+            && Character.isLowSurrogate(s.charAt(i + 1))) {
+          int cp = Character.toCodePoint(c, s.charAt(++i));
+          buf[n++] = (byte) (0xF0 | (cp >> 18));
+          buf[n++] = (byte) (0x80 | ((cp >> 12) & 0x3F));
+          buf[n++] = (byte) (0x80 | ((cp >> 6) & 0x3F));
+          buf[n++] = (byte) (0x80 | (cp & 0x3F));
+        } else {
+          int cp = Character.isSurrogate(c) ? 0xFFFD : c;
+          buf[n++] = (byte) (0xE0 | (cp >> 12));
+          buf[n++] = (byte) (0x80 | ((cp >> 6) & 0x3F));
+          buf[n++] = (byte) (0x80 | (cp & 0x3F));
+        }
+      }
+      int bytes = n - at - 4;
+      for (int i = 0; i < 4; i++) {
+        buf[at + i] = (byte) (bytes >>> (8 * i));
+      }
+    }
+
+    byte[] finish() {
+      return n == buf.length ? buf : java.util.Arrays.copyOf(buf, n);
+    }
+  }
+
   private static boolean fits(char type, Object v) {
     if (type == BYTES) {
       return v instanceof ByteBuffer || v instanceof byte[];
