@@ -1,5 +1,6 @@
-// The spare-buffer pool of bytes outputs: reuse by size, and many readers at
-// once (this program also runs under ThreadSanitizer).
+// The spare buffers of bytes outputs (the thread's own, then the shared pool):
+// reuse by size, and many readers at once (this program also runs under
+// ThreadSanitizer).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -29,7 +30,7 @@ TEST(NativeBuffers, LargeBuffersComeBackOnlyForRequestsOfTheirSize) {
   std::memset(again, 1, 128 * kKiB);
   for (void* p : {half, larger, again}) freeNativeBuffer(p);
 
-  // Buffers below the pooled size are never kept.
+  // A small buffer, a null one and zero bytes are valid requests and releases.
   void* small = allocateNativeBuffer(1000);
   std::memset(small, 1, 1000);
   freeNativeBuffer(small);
