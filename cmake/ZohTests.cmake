@@ -26,6 +26,21 @@ function(zoh_glob_sources out dir)
   set(${out} ${found} PARENT_SCOPE)
 endfunction()
 
+# zoh_cluster_fixture(<fixture> <state-dir> [launcher options...]): a test
+# cluster started once per run as the CTest fixture <fixture>_start/_stop
+# (scripts/testcluster.sh); tests that require <fixture> find its ready file
+# at <state-dir>/cluster.env.
+function(zoh_cluster_fixture fixture state)
+  add_test(NAME ${fixture}_start
+           COMMAND ${PROJECT_SOURCE_DIR}/scripts/testcluster.sh start ${ZOH_TESTCLUSTER_HOME}
+                   ${state} ${ARGN})
+  add_test(NAME ${fixture}_stop
+           COMMAND ${PROJECT_SOURCE_DIR}/scripts/testcluster.sh stop ${state})
+  set_tests_properties(${fixture}_start PROPERTIES FIXTURES_SETUP ${fixture} TIMEOUT 180
+                       ENVIRONMENT "JAVA_HOME=${JAVA_HOME}")
+  set_tests_properties(${fixture}_stop PROPERTIES FIXTURES_CLEANUP ${fixture} TIMEOUT 60)
+endfunction()
+
 # zoh_use_test_cluster(<tests...>): these tests run against the test cluster
 # (a real HDFS on loopback) that the run starts once, as the CTest fixture
 # "test_cluster" (tests/cluster); they find it through ZOH_TEST_CLUSTER.
