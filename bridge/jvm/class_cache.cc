@@ -282,6 +282,26 @@ uint64_t keyHash(const char* name, const char* inputs, size_t count) {
 
 }  // namespace
 
+MethodCache* methodCacheFor(JNIEnv* env, jclass type) {
+  struct ClassMethods {
+    GlobalRef type;
+    MethodCache methods;
+  };
+  // Proxy classes are few (one or two per directory); a list serves.
+  static std::mutex mutex;
+  static std::vector<std::unique_ptr<ClassMethods>>* classes =
+      new std::vector<std::unique_ptr<ClassMethods>>();  // outlives every proxy
+  std::lock_guard<std::mutex> lock(mutex);
+  for (const auto& known : *classes) {
+    if (env->IsSameObject(known->type.get(), type)) return &known->methods;
+  }
+  auto added = std::make_unique<ClassMethods>();
+  added->type = GlobalRef(env, type);
+  if (!added->type) return nullptr;
+  classes->push_back(std::move(added));
+  return &classes->back()->methods;
+}
+
 MethodCache::~MethodCache() {
   for (const Table* t = table_.load(); t != nullptr;) {
     const Table* previous = t->previous;

@@ -1,5 +1,5 @@
 // The classes and method ids that every call uses, resolved once per process,
-// and the per-proxy cache of proxy methods.
+// and the per-class cache of proxy methods.
 #pragma once
 
 #include <jni.h>
@@ -30,6 +30,15 @@ struct RuntimeClasses {
   jmethodID failureCode, failureText, heapRemaining, siteNew;
   jmethodID loaderForDirectory, loaderCreate, proxyVersion;
 };
+
+class MethodCache;
+
+// The method cache of a proxy class, shared by every proxy of that class for
+// the life of the process (a proxy directory's loader, and so its classes,
+// live as long): a stream makes a proxy of its own, and resolving its
+// methods afresh cost a failed look-up, with an exception, per method that
+// returns nothing. Null only when no global reference is left.
+MethodCache* methodCacheFor(JNIEnv* env, jclass type);
 
 // The classes, loading the runtime jar on first use. ZOJNI_OK, or a status with
 // `why` saying what is missing (ZOJNI_ERR_CREATE for a missing runtime jar).

@@ -23,7 +23,7 @@
 struct zojniProxy {
   std::string name;
   zojni::CreatedProxy created;
-  zojni::MethodCache methods;
+  zojni::MethodCache* methods = nullptr;  // its class's, shared
 };
 
 namespace {
@@ -70,6 +70,10 @@ int create(zojniProxy* base, const char* jar, const char* proxyName, const char*
   status = zojni::createProxy(env, *rc, jar, name, className,
                               base != nullptr ? base->created.loader : nullptr, &proxy->created);
   if (status != ZOJNI_OK) return status;
+  proxy->methods = zojni::methodCacheFor(env, proxy->created.type.asClass());
+  if (proxy->methods == nullptr) {
+    return reportCreateFailure(ZOJNI_ERR_MEMORY, "no JNI global reference left");
+  }
   *out = proxy.release();
   return ZOJNI_OK;
 }
@@ -131,8 +135,8 @@ ZOJNI_EXPORT int zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const 
     return ZOJNI_ERR_MEMORY;
   }
   zojni::MethodCache::Method target;
-  if (!proxy->methods.find(env, proxy->created.type.asClass(), method, inputCodes,
-                           static_cast<size_t>(count), &target)) {
+  if (!proxy->methods->find(env, proxy->created.type.asClass(), method, inputCodes,
+                            static_cast<size_t>(count), &target)) {
     return ZOJNI_ERR_NO_METHOD;
   }
   // The library's methods take a handful of inputs; more go to the heap.

@@ -37,15 +37,13 @@ final class BoundedWaits {
 
   private BoundedWaits() {}
 
-  /** A copy of `conf` with the bounds applied to every key still at its shipped default. */
-  static Configuration over(Configuration conf) {
-    Configuration bounded = new Configuration(conf);
+  /** Applies the bounds to every key of `conf` still at its shipped default. */
+  static void apply(Configuration conf) {
     for (Map.Entry<String, String> bound : BOUNDS.entrySet()) {
       if (atShippedDefault(conf, bound.getKey())) {
-        bounded.set(bound.getKey(), bound.getValue(), "bounded default of the Hadoop proxy");
+        conf.set(bound.getKey(), bound.getValue(), "bounded default of the Hadoop proxy");
       }
     }
-    return bounded;
   }
 
   static boolean atShippedDefault(Configuration conf, String key) {

@@ -4,7 +4,11 @@ import com.zorvanta.proxy.runtime.ProxyException;
 import java.io.File;
 import java.io.IOException;
 import java.security.PrivilegedExceptionAction;
+import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.Path;
 import org.apache.hadoop.security.UserGroupInformation;
@@ -21,7 +25,15 @@ final class ClientConfiguration {
   private static final String[] SITE_FILES = {
       "core-site.xml", "hdfs-site.xml", "mapred-site.xml", "yarn-site.xml"};
 
-  private final Configuration conf;
+  // What the caller changed, in order: {key, value} for a key set, {path} for
+  // a resource added; replayed onto a copy of Hadoop's parsed defaults when a
+  // service needs the whole.
+  private final List<String[]> changes = new ArrayList<>();
+  // The whole, with Hadoop's waits bounded: made on first need and handed to
+  // every service made until the next change; never changed once handed out,
+  // so a service keeps the configuration it was made with. Null: not made.
+  private Configuration built;
+  private boolean builtSecure;  // whether the JVM was a Kerberos client then
   private String userName;  // null: the process's own
   private char[] password;  // null: none; cleared when replaced
   // Who the services act as, made when first needed and again after any change
@@ -30,8 +42,6 @@ final class ClientConfiguration {
   private boolean userMade;
 
   ClientConfiguration() {
-    conf = new Configuration(Defaults.PARSED);
-    conf.setClassLoader(ClientConfiguration.class.getClassLoader());
     String confDir = System.getenv("HADOOP_CONF_DIR");
     if (confDir != null && !confDir.isEmpty()) {
       for (String name : SITE_FILES) {
@@ -59,11 +69,63 @@ final class ClientConfiguration {
     }
   }
 
-  /** What the services and jobs are made from: a copy, with Hadoop's waits bounded. */
+  /** What the services and jobs are made from. */
   synchronized Configuration hadoop() {
-    Configuration bounded = BoundedWaits.over(conf);
-    KerberosLogin.fitSimple(bounded);
-    return bounded;
+    boolean secure = UserGroupInformation.isSecurityEnabled();
+    if (built == null || builtSecure != secure) {
+      built = Built.of(changes, secure);
+      builtSecure = secure;
+    }
+    return built;
+  }
+
+  /**
+   * Whole configurations. A stream's configuration is made, given a key or
+   * two (its file system), used for one service and released; copying
+   * Hadoop's defaults for each was most of the cost of opening a stream. So
+   * one made from keys alone serves every configuration given the same keys
+   * (none is changed once made); one with resource files is made afresh, as
+   * a file may have changed since.
+   */
+  private static final class Built {
+    private static final int KEPT = 16;
+    private static final Map<List<String>, Configuration> BY_KEYS =
+        new LinkedHashMap<List<String>, Configuration>(KEPT, 0.75f, true) {
+          @Override
+          protected boolean removeEldestEntry(Map.Entry<List<String>, Configuration> eldest) {
+            return size() > KEPT;
+          }
+        };
+
+    static Configuration of(List<String[]> changes, boolean secure) {
+      List<String> key = new ArrayList<>();
+      key.add(Boolean.toString(secure));
+      for (String[] change : changes) {
+        if (change.length != 2) {
+          return made(changes);
+        }
+        key.add(change[0]);
+        key.add(change[1]);
+      }
+      synchronized (BY_KEYS) {
+        return BY_KEYS.computeIfAbsent(key, k -> made(changes));
+      }
+    }
+
+    private static Configuration made(List<String[]> changes) {
+      Configuration whole = new Configuration(Defaults.PARSED);
+      whole.setClassLoader(ClientConfiguration.class.getClassLoader());
+      for (String[] change : changes) {
+        if (change.length == 2) {
+          whole.set(change[0], change[1]);
+        } else {
+          whole.addResource(new Path(change[0]));
+        }
+      }
+      BoundedWaits.apply(whole);
+      KerberosLogin.fitSimple(whole);
+      return whole;
+    }
   }
 
   synchronized void set(String key, String value) {
@@ -71,8 +133,7 @@ final class ClientConfiguration {
       throw new ProxyException(ProxyException.INVALID_ARGUMENT,
           "A configuration key must not be empty");
     }
-    conf.set(key.trim(), value == null ? "" : value);
-    userMade = false;
+    changed(key.trim(), value == null ? "" : value);
   }
 
   /**
@@ -106,7 +167,12 @@ final class ClientConfiguration {
           + name + "' is not a valid Hadoop configuration: "
           + HadoopFailures.oneLine(cause.getMessage()), cause);
     }
-    conf.addResource(path);
+    changed(name);
+  }
+
+  private void changed(String... change) {
+    changes.add(change);
+    built = null;
     userMade = false;
   }
 
@@ -123,6 +189,7 @@ final class ClientConfiguration {
   /** The user as the configuration says now; a Kerberos login happens here, once per change. */
   private synchronized UserGroupInformation user() throws IOException {
     if (!userMade) {
+      Configuration conf = hadoop();
       user = KerberosLogin.wanted(conf) ? KerberosLogin.login(conf, userName, password)
           : userName == null ? null : UserGroupInformation.createRemoteUser(userName);
       userMade = true;
