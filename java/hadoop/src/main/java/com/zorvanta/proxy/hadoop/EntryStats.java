@@ -44,9 +44,9 @@ final class EntryStats {
    */
   static void add(RowSet rows, FileStatus status, RawLocalFileSystem local) {
     String name = status.getPath().getName();
-    rows.addRow(null, name.isEmpty() ? status.getPath().toUri().getPath() : name);
-    rows.addRow("Size", Long.toString(status.isDirectory() ? 0 : status.getLen()));
-    rows.addRow("ModDate", date(status.getModificationTime()));
+    rows.addTexts(null, name.isEmpty() ? status.getPath().toUri().getPath() : name);
+    rows.addTexts("Size", Long.toString(status.isDirectory() ? 0 : status.getLen()));
+    rows.addTexts("ModDate", date(status.getModificationTime()));
     int mode;
     String owner;
     String group;
@@ -60,14 +60,14 @@ final class EntryStats {
       owner = status.getOwner();
       group = status.getGroup();
     }
-    rows.addRow("Permissions", Integer.toString(mode));
+    rows.addTexts("Permissions", Integer.toString(mode));
     if (status.isDirectory()) {
-      rows.addRow("IsDir", "true");
+      rows.addTexts("IsDir", "true");
     }
-    rows.addRow("Owner", owner == null ? "" : owner);
-    rows.addRow("Group", group == null ? "" : group);
-    rows.addRow("Replication", Short.toString(status.getReplication()));
-    rows.addRow("BlockSize", Long.toString(status.getBlockSize()));
+    rows.addTexts("Owner", owner == null ? "" : owner);
+    rows.addTexts("Group", group == null ? "" : group);
+    rows.addTexts("Replication", Short.toString(status.getReplication()));
+    rows.addTexts("BlockSize", Long.toString(status.getBlockSize()));
   }
 
   /**
@@ -104,13 +104,14 @@ final class EntryStats {
     }
     Collections.sort(names);
     for (String name : names) {
+      Path entry = path.resolve(name);
       Map<String, Object> attrs;
       try {
-        attrs = Files.readAttributes(path.resolve(name), LOCAL_ATTRIBUTES);
+        attrs = Files.readAttributes(entry, LOCAL_ATTRIBUTES);
       } catch (IOException | RuntimeException e) {
         continue;  // gone since it was listed, or a dangling link
       }
-      addLocal(rows, path.resolve(name), name, attrs, replication, block);
+      addLocal(rows, entry, name, attrs, replication, block);
     }
     return rows;
   }
@@ -121,19 +122,19 @@ final class EntryStats {
   private static void addLocal(RowSet rows, Path path, String name, Map<String, Object> attrs,
       String replication, String blockSize) {
     boolean dir = (Boolean) attrs.get("isDirectory");
-    rows.addRow(null, name);
-    rows.addRow("Size", dir ? "0" : Long.toString((Long) attrs.get("size")));
-    rows.addRow("ModDate", date(((FileTime) attrs.get("lastModifiedTime")).toMillis()));
-    rows.addRow("Permissions", Integer.toString((Integer) attrs.get("mode") & 07777));
+    rows.addTexts(null, name);
+    rows.addTexts("Size", dir ? "0" : Long.toString((Long) attrs.get("size")));
+    rows.addTexts("ModDate", date(((FileTime) attrs.get("lastModifiedTime")).toMillis()));
+    rows.addTexts("Permissions", Integer.toString((Integer) attrs.get("mode") & 07777));
     if (dir) {
-      rows.addRow("IsDir", "true");
+      rows.addTexts("IsDir", "true");
     }
     String[] names =
         LocalAttributes.names(path, (Integer) attrs.get("uid"), (Integer) attrs.get("gid"));
-    rows.addRow("Owner", names[0]);
-    rows.addRow("Group", names[1]);
-    rows.addRow("Replication", replication);
-    rows.addRow("BlockSize", blockSize);
+    rows.addTexts("Owner", names[0]);
+    rows.addTexts("Group", names[1]);
+    rows.addTexts("Replication", replication);
+    rows.addTexts("BlockSize", blockSize);
   }
 
   /**

@@ -18,6 +18,7 @@ public final class RowSet {
 
   private final String columnTypes;
   private final List<Object[]> rows = new ArrayList<>();
+  private final boolean texts;  // every column a text
 
   public RowSet(String columnTypes) {
     for (int i = 0; i < columnTypes.length(); i++) {
@@ -28,6 +29,11 @@ public final class RowSet {
       }
     }
     this.columnTypes = columnTypes;
+    boolean allTexts = true;
+    for (int i = 0; i < columnTypes.length(); i++) {
+      allTexts &= columnTypes.charAt(i) == STRING;
+    }
+    this.texts = allTexts;
   }
 
   /** A row set of text columns. */
@@ -64,6 +70,21 @@ public final class RowSet {
       }
     }
     rows.add(values.clone());
+    return this;
+  }
+
+  /**
+   * Adds a row of texts to a row set of text columns, taking the array as the
+   * row itself: a listing adds several rows an entry, and copying and checking
+   * each was a good part of what an entry cost.
+   */
+  public RowSet addTexts(String... values) {
+    if (!texts || values.length != columnTypes.length()) {
+      throw new IllegalArgumentException("a row of " + values.length
+          + " texts does not fit a row set of " + columnTypes.length() + " columns"
+          + (texts ? "" : " that are not all texts"));
+    }
+    rows.add(values);
     return this;
   }
 
@@ -200,10 +221,14 @@ public final class RowSet {
   }
 
   private static boolean fits(char type, Object v) {
-    if (type == BYTES) {
-      return v instanceof ByteBuffer || v instanceof byte[];
+    switch (type) {
+      case STRING: return v instanceof String;
+      case OBJECT: return v instanceof Long;
+      case INT: return v instanceof Integer;
+      case BOOL: return v instanceof Boolean;
+      case BYTES: return v instanceof ByteBuffer || v instanceof byte[];
+      default: return false;
     }
-    return javaType(type).isInstance(v);
   }
 
   private static Class<?> javaType(char type) {
