@@ -268,7 +268,7 @@ TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
   EXPECT_EQ((Names{"d/a.txt", "d/sub/c"}),
             column(fs({"ls", "d/{a.*,s{u,x}b/c,absent}"}).out, 8));
   EXPECT_THAT(fs({"ls", "d/{a"}).err, HasSubstr("unclosed '{'"));
-  EXPECT_EQ("5004", column(fs({"du", "-s", "d"}).out, 1)[0]);
+  EXPECT_EQ((Names{"5004"}), column(fs({"du", "-s", "d"}).out, 1));
   EXPECT_EQ((Names{"3", "5000", "1"}), column(fs({"du", "d"}).out, 1));
   const std::string count = fs({"count", "-v", "d"}).out;
   EXPECT_EQ((Names{"DIR_COUNT", "2"}), column(count, 1));
