@@ -31,8 +31,10 @@ const char kDecoratedFactory[] = "_Z14zoHadoopCreateP9ZobString";
 
 class HostTest : public ::testing::Test {
  protected:
-  // Loaded once and kept for the program's life, as a host keeps it.
   static void SetUpTestSuite() { library_ = dlopen(ZOH_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL); }
+  static void TearDownTestSuite() {
+    if (library_) dlclose(library_);
+  }
 
   void SetUp() override {
     ASSERT_NE(library_, nullptr) << dlerror();
