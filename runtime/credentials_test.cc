@@ -11,24 +11,19 @@
 
 namespace {
 
-TEST(CredentialsTest, EncodedPasswordsRoundTripInPlace) {
-  // Lengths 0-5 cover every base64 padding case; the last has non-ASCII bytes
-  // and bytes that become '+' or '/' after masking.
-  const std::string clears[] = {"", "a", "ab", "abc", "abcd", "p\xC3\xA4ss\x7F\xFE\x01Z"};
-  for (const std::string& clearText : clears) {
-    ZobString stored = zobSubjectEncodePW(ZobString(clearText.data(), clearText.size()));
-    EXPECT_EQ(0, stored.str().rfind("zoenc1:", 0)) << stored.str();
-    EXPECT_EQ(std::string::npos, stored.str().find(clearText.empty() ? "\x01" : clearText));
-    // The library hands the same string as stored and clear.
-    ZobString same(stored);
-    ZobString err("stale");
-    ASSERT_TRUE(zobSubjectDecodePW(same, same, &err)) << err.asCstr();
-    EXPECT_EQ(clearText, same.str());
-    EXPECT_TRUE(err.isNull());
-  }
-  // A known value guards the format itself, not just symmetry: "secret" masked
-  // with 0x5A is 29 3F 39 28 3F 2E.
+// That any text decodes back to itself is the store fuzz target's invariant;
+// here: the format, and decoding into the very string that holds it (as the
+// library does).
+TEST(CredentialsTest, EncodedPasswordsKeepTheirFormatAndDecodeInPlace) {
+  // "secret" masked with 0x5A is 29 3F 39 28 3F 2E.
   EXPECT_STREQ("zoenc1:KT85KD8u", zobSubjectEncodePW(ZobString("secret")).asCstr());
+  const std::string clearText = "p\xC3\xA4ss\x7F\xFE\x01Z";
+  ZobString same = zobSubjectEncodePW(ZobString(clearText.data(), clearText.size()));
+  EXPECT_EQ(std::string::npos, same.str().find(clearText));
+  ZobString err("stale");
+  ASSERT_TRUE(zobSubjectDecodePW(same, same, &err)) << err.asCstr();
+  EXPECT_EQ(clearText, same.str());
+  EXPECT_TRUE(err.isNull());
 }
 
 TEST(CredentialsTest, MalformedStoredPasswordsAreRejectedWithAReason) {

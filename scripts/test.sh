@@ -32,7 +32,7 @@ stage "tests (sanitizer build)"
 # state (the buffer pool, the scripted bridge, the contract suite on it, the
 # instance's proxy creation), built in a third tree.
 stage "tests (thread sanitizer build)"
-zoh_tsan_tests=(native_buffers_tests scripted_bridge_tests bridge_contract_scripted core_tests
+zoh_tsan_tests=(native_buffers_tests bridge_contract_scripted core_tests
                 thread_stress)
 if [ ! -f "$ZOH_ROOT/build-tsan/build.ninja" ]; then
   cmake -S "$ZOH_ROOT" -B "$ZOH_ROOT/build-tsan" -G Ninja -DJAVA_HOME="$JAVA_HOME" \

@@ -128,7 +128,7 @@ TEST_F(FsTool, UsageAndTest) {
   const std::vector<std::tuple<const char*, const char*, int>> cases = {
       {"-e", "full", 0}, {"-e", "nothing", 1}, {"-d", ".", 0},     {"-d", "full", 1},
       {"-f", "full", 0}, {"-f", ".", 1},       {"-z", "empty", 0}, {"-z", "full", 1},
-      {"-s", "full", 0}, {"-s", "empty", 1},   {"-f", "nothing", 1}};
+      {"-s", "full", 0}, {"-s", "empty", 1}};
   for (const auto& [flag, name, status] : cases) {
     const ChildResult r = fs({"test", flag, name});
     EXPECT_EQ(status, r.status) << flag << " " << name << ": " << r.err;
@@ -268,7 +268,7 @@ TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
   EXPECT_EQ((Names{"d/a.txt", "d/sub/c"}),
             column(fs({"ls", "d/{a.*,s{u,x}b/c,absent}"}).out, 8));
   EXPECT_THAT(fs({"ls", "d/{a"}).err, HasSubstr("unclosed '{'"));
-  EXPECT_EQ("5004", column(fs({"du", "-s", "d"}).out, 1)[0]);
+  EXPECT_EQ((Names{"5004"}), column(fs({"du", "-s", "d"}).out, 1));
   EXPECT_EQ((Names{"3", "5000", "1"}), column(fs({"du", "d"}).out, 1));
   const std::string count = fs({"count", "-v", "d"}).out;
   EXPECT_EQ((Names{"DIR_COUNT", "2"}), column(count, 1));
@@ -357,16 +357,12 @@ TEST_F(FsTool, ErrorsAPersonCanActOn) {
 }
 
 TEST_F(FsTool, ConfigurationUserAndLogLinesReachTheJavaSide) {
-  // A resource or a key/value that points the default file system at a
-  // cluster: the Java side must have read it to refuse.
+  // A resource that points the default file system at a cluster: the Java side
+  // must have read it to refuse (a key/value does so in the -fs case above).
   writeLocal(path("site.xml"),
              "<configuration><property><name>fs.defaultFS</name>"
              "<value>hdfs://from-conf.invalid:8020</value></property></configuration>");
   EXPECT_THAT(fails({"-conf", "site.xml", "stat", "/"}), HasSubstr("hdfs://from-conf.invalid:8020"));
-  const ChildResult cluster = fs({"-D", "fs.defaultFS=hdfs://nn.invalid:8020", "ls", "/"});
-  EXPECT_EQ(1, cluster.status);
-  EXPECT_EQ("", cluster.out);
-  EXPECT_THAT(cluster.err, AllOf(StartsWith("ls: "), HasSubstr("hdfs://nn.invalid:8020")));
   writeLocal(path("broken.xml"), "<configuration><property>");
   const ChildResult badConf = fs({"-conf", "broken.xml", "test", "-e", "/"});
   EXPECT_EQ(2, badConf.status);

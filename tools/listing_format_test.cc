@@ -30,24 +30,7 @@ EntryInfo file(const std::string& path, int64_t size) {
   return e;
 }
 
-TEST(PermissionString, FromFullModes) {
-  EntryInfo e = file("/a", 0);
-  e.isDir = true;
-  e.mode = 0755;
-  EXPECT_EQ("drwxr-xr-x", permissionString(e));
-  e.isDir = false;
-  e.mode = 0640;
-  EXPECT_EQ("-rw-r-----", permissionString(e));
-  e.mode = 0777;
-  EXPECT_EQ("-rwxrwxrwx", permissionString(e));
-  e.mode = 0;
-  EXPECT_EQ("----------", permissionString(e));
-  // Bits above the nine are not shown.
-  e.mode = 01751;
-  EXPECT_EQ("-rwxr-x--x", permissionString(e));
-}
-
-TEST(PermissionString, WithoutAModeOnlyWhatTheWriteFlagTells) {
+TEST(PermissionString, FromTheModeOrElseOnlyWhatTheWriteFlagTells) {
   EntryInfo e = file("/a", 0);
   EXPECT_EQ("-?????????", permissionString(e));
   e.readOnly = true;
@@ -55,6 +38,14 @@ TEST(PermissionString, WithoutAModeOnlyWhatTheWriteFlagTells) {
   e.readOnly = false;
   e.isDir = true;
   EXPECT_EQ("d???????w?", permissionString(e));
+  e.mode = 0755;
+  EXPECT_EQ("drwxr-xr-x", permissionString(e));
+  e.isDir = false;
+  e.mode = 0640;
+  EXPECT_EQ("-rw-r-----", permissionString(e));
+  // Bits above the nine are not shown.
+  e.mode = 01751;
+  EXPECT_EQ("-rwxr-x--x", permissionString(e));
 }
 
 TEST(Dates, ListInLocalZoneToTheMinuteStatInUtcToTheSecond) {

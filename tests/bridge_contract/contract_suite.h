@@ -51,10 +51,6 @@ class ContractBridge {
   virtual ~ContractBridge() = default;
   // Before each test: make the bridge ready to create the contract proxy.
   virtual void setUp() = 0;
-  // After each test.
-  virtual void tearDown() {}
-  // The suite's answer to "JAVA_PROXY/DIRECTORY".
-  virtual std::string proxyDirectory() const { return contract::kDirectory; }
 };
 
 // Defined once in each test program.

@@ -1,16 +1,13 @@
 // The bridge contract run against the JVM bridge: the contract proxy is the
-// real Java class in the contract proxy directory of the proxy home.
-#include <cstdlib>
-#include <string>
-
+// real Java class in the contract proxy directory of the proxy home. The JVM
+// and the proxy's class loader stay for the whole program; each test creates
+// its own proxy objects.
 #include "contract_suite.h"
 
 namespace {
 
 class JvmContractBridge : public ContractBridge {
  public:
-  // The JVM and the proxy's class loader stay for the whole program; each test
-  // creates its own proxy objects.
   void setUp() override {}
 };
 

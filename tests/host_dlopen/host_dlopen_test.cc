@@ -29,38 +29,21 @@ using InstanceFactory = ZOHadoop* (*)(ZobString*);
 // The Itanium C++ name of zoHadoopCreate(ZobString*).
 const char kDecoratedFactory[] = "_Z14zoHadoopCreateP9ZobString";
 
-class Library {
- public:
-  Library() : handle_(dlopen(ZOH_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL)) {}
-  ~Library() {
-    if (handle_) dlclose(handle_);
-  }
-  void* handle() const { return handle_; }
-  template <class F>
-  F find(const char* name) const {
-    return reinterpret_cast<F>(dlsym(handle_, name));
-  }
-
- private:
-  void* handle_;
-};
-
 class HostTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() { library_ = new Library(); }
+  static void SetUpTestSuite() { library_ = dlopen(ZOH_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL); }
   static void TearDownTestSuite() {
-    delete library_;
-    library_ = nullptr;
+    if (library_) dlclose(library_);
   }
 
   void SetUp() override {
-    ASSERT_NE(library_->handle(), nullptr) << dlerror();
+    ASSERT_NE(library_, nullptr) << dlerror();
     bridge().reset();
     fs_.install(bridge());
     liveProxies_ = bridge().liveProxies();
     liveWire_ = zowlpTestLiveObjects();
-    createRaw_ = library_->find<RawFactory>("createRawIO");
-    createListing_ = library_->find<ListingFactory>("createDirectoryListing");
+    createRaw_ = find<RawFactory>("createRawIO");
+    createListing_ = find<ListingFactory>("createDirectoryListing");
     ASSERT_NE(createRaw_, nullptr);
     ASSERT_NE(createListing_, nullptr);
   }
@@ -69,6 +52,10 @@ class HostTest : public ::testing::Test {
     EXPECT_EQ(zowlpTestLiveObjects(), liveWire_);
   }
 
+  template <class F>
+  static F find(const char* name) {
+    return reinterpret_cast<F>(dlsym(library_, name));
+  }
   static ScriptedBridge& bridge() { return ScriptedBridge::instance(); }
 
   static ZoHadoopURI* parse(const char* text) {
@@ -77,7 +64,7 @@ class HostTest : public ::testing::Test {
     return uri;
   }
 
-  static Library* library_;
+  static void* library_;
   MemoryHdfs fs_;
   RawFactory createRaw_ = nullptr;
   ListingFactory createListing_ = nullptr;
@@ -87,14 +74,14 @@ class HostTest : public ::testing::Test {
   int liveWire_ = 0;
 };
 
-Library* HostTest::library_ = nullptr;
+void* HostTest::library_ = nullptr;
 
 // The entry points answer to their plain names, the factory to its decorated
 // one only, and the instance it makes works.
 TEST_F(HostTest, EntryPointsArePlainNamesAndTheFactoryIsDecorated) {
-  EXPECT_EQ(library_->find<void*>("zoHadoopCreate"), nullptr);
-  EXPECT_NE(library_->find<void*>("zox_build_version"), nullptr);
-  auto create = library_->find<InstanceFactory>(kDecoratedFactory);
+  EXPECT_EQ(find<void*>("zoHadoopCreate"), nullptr);
+  EXPECT_NE(find<void*>("zox_build_version"), nullptr);
+  auto create = find<InstanceFactory>(kDecoratedFactory);
   ASSERT_NE(create, nullptr);
   bridge().answer("HDFSExists", ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}));
   ZobString err;
