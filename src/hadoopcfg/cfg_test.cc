@@ -28,11 +28,8 @@ TEST_F(CfgTest, UserRecordSendsAnEmptyPasswordAsNull) {
   ASSERT_TRUE(cfg_->setUserPass("", "", &err));
   EXPECT_TRUE(err.isNull());
   ScriptedCall sent = *bridge().lastCallTo("CfgSetUser");
-  EXPECT_EQ(sent.proxyName, "HadoopClient");
-  EXPECT_EQ(sent.signature, "");
   EXPECT_THAT(sent.inputs, ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString(""),
                                        ScriptedValue::ofNull(WLP_TYPE_STRING)));
-  EXPECT_EQ(sent.inputs[1].length, 0);
 
   ASSERT_TRUE(cfg_->setUserPass("alice", "s3cret", &err));
   sent = *bridge().lastCallTo("CfgSetUser");
@@ -58,8 +55,6 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
   ScriptedCall sent = *bridge().lastCallTo("CfgSetKeyValues");
   ASSERT_EQ(sent.inputs.size(), 2u);
   EXPECT_EQ(sent.inputs[0], ScriptedValue::ofObject(77));
-  EXPECT_EQ(sent.inputs[1].type, WLP_TYPE_ROWSET);
-  EXPECT_EQ(sent.inputs[1].columnTypes, HADOOP_CFG_SETKEYVALUES_OPTIONS_COLS);
   EXPECT_EQ(sent.inputs[1].stringTable(),
             (Table{{"dfs.replication", "2"}, {"empty.value", ""}}));
 
@@ -69,7 +64,6 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
   ASSERT_TRUE(cfg_->setKeyValue("k", "v", &err));
   std::vector<ScriptedCall> resources = bridge().callsTo("CfgAddResourceFiles");
   ASSERT_EQ(resources.size(), 2u);
-  EXPECT_EQ(resources[0].inputs[1].columnTypes, HADOOP_CFG_ADDRESOURCEFILES_FILES_COLS);
   EXPECT_EQ(resources[0].inputs[1].stringTable(),
             (Table{{"core-site.xml"}, {"hdfs-site.xml"}}));
   EXPECT_EQ(resources[1].inputs[1].stringTable(), (Table{{"yarn-site.xml"}}));
@@ -77,36 +71,9 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
             (Table{{"k", "v"}}));
 }
 
-TEST_F(CfgTest, RowSetFailuresEndTheOperationWithoutACall) {
-  ZobString err;
-  ZobString keys[] = {"a", "b", "c"};
-  bridge().failAddRowAt(1, 1, WLP_ERR_MEMORY);
-  EXPECT_FALSE(cfg_->setKeyValues(3, keys, keys, &err));
-  EXPECT_TRUE(isMessage(err, 768)) << err.str();
-  EXPECT_NE(err.str().find(std::to_string(WLP_ERR_MEMORY)), std::string::npos);
-  EXPECT_EQ(bridge().callCount("CfgSetKeyValues"), 0);
-
-  bridge().failRowSetCreate(2);
-  EXPECT_FALSE(cfg_->addResourceFiles(3, keys, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
-  EXPECT_NE(err.str().find("(RowSet)"), std::string::npos);
-  EXPECT_EQ(bridge().callCount("CfgAddResourceFiles"), 0);
-}
-
-TEST_F(CfgTest, LifeIsLoggedUnderOneIdAndTheJavaObjectReleased) {
-  const std::string id = cfg_->id().str();
-  EXPECT_FALSE(id.empty());
+TEST_F(CfgTest, ReleaseGivesBackTheJavaObjectOnce) {
   cfg_->release();
   cfg_ = nullptr;
-  EXPECT_THAT(log_.of("ZO.Hadoop.Configuration"),
-              ElementsAre("2 Created Hadoop instance " + id + ".",
-                          "2 Destroying Hadoop instance " + id + ".",
-                          "2 Completed destruction of Hadoop instance " + id + "."));
-  for (const CapturedLine& line : log_.lines()) {
-    if (line.logger == "ZO.Hadoop.Configuration") {
-      EXPECT_EQ(line.file, "src/hadoopcfg");
-    }
-  }
   EXPECT_THAT(bridge().lastCallTo("CfgRelease")->inputs,
               ElementsAre(ScriptedValue::ofObject(77)));
   // Released by its caller, so the instance has nothing left to end.

@@ -83,8 +83,4 @@ class HdfsTest : public LibraryTest {
     EXPECT_NE(file, nullptr) << err.str();
     return file;
   }
-
-  // Log lines of the service, of files and of the whole HDFS family.
-  std::vector<std::string> serviceLog() const { return log_.of("ZO.Hadoop.HDFS"); }
-  std::vector<std::string> fileLog() const { return log_.of("ZO.Hadoop.HDFS.File"); }
 };

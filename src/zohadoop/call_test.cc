@@ -1,5 +1,5 @@
-// The call path: error texts, response ownership, polling, row-set helpers and
-// calls that run beside each other.
+// The call path: error texts, response ownership, polling and calls that run
+// beside each other. Text rows are joined as the job texts show.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -14,7 +14,6 @@ using ::testing::ElementsAre;
 namespace {
 
 using ResponseOwner = std::unique_ptr<zowlpResponse, ZowlpResponseDeleter>;
-using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
 
 class CallTest : public CoreTest {
  protected:
@@ -112,26 +111,6 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   made = *bridge().lastCallTo("Run");
   EXPECT_FALSE(made.pollGiven);
   EXPECT_TRUE(made.polls.empty());
-}
-
-// Empty and unreadable row sets are pinned through the job texts.
-TEST_F(CallTest, BuildTextJoinsFirstColumnsWithNewlines) {
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->getProxy("", &err));
-  RowSetOwner rows(hadoop->createRowSet("\x0b\x0b", &err));
-  ASSERT_TRUE(rows);
-  const ZobString lines[][2] = {{"one", "x"}, {"", "y"}, {"three", "z"}};
-  for (const auto& line : lines) {
-    zowlpParameter row[2];
-    zohClearParams(row, 2);
-    zohSetString(&row[0], line[0]);
-    zohSetString(&row[1], line[1]);
-    ASSERT_EQ(zowlpRowSet_addRow(rows.get(), row), 0);
-  }
-  ZobString text("stale");
-  ASSERT_TRUE(hadoop->buildText(rows.get(), &text, &err));
-  EXPECT_EQ(text.str(), "one\n\nthree");
 }
 
 // A call blocked inside the bridge must not hold the instance lock: another

@@ -14,23 +14,12 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
+#include "cluster_access.h"
 
 namespace {
 
-std::map<std::string, std::string> clusterEnv() {
-  std::map<std::string, std::string> env;
-  const char* file = getenv("ZOH_TEST_YARN");
-  std::ifstream in(file != nullptr ? file : "");
-  std::string line;
-  while (std::getline(in, line)) {
-    const size_t eq = line.find('=');
-    if (eq != std::string::npos) env[line.substr(0, eq)] = line.substr(eq + 1);
-  }
-  return env;
-}
-
 TEST(Yarn, WordCountRunsOnTheClusterAndWritesToHdfs) {
-  std::map<std::string, std::string> env = clusterEnv();
+  std::map<std::string, std::string> env = clustertest::readyKeys("ZOH_TEST_YARN");
   ASSERT_FALSE(env["yarn"].empty()) << "ZOH_TEST_YARN names no YARN cluster";
   char local[] = "/tmp/zoh-yarn-XXXXXX";
   ASSERT_NE(nullptr, mkdtemp(local));

@@ -1,7 +1,8 @@
 // What only the JVM bridge has, beyond the contract every bridge keeps: the
 // proxy home and its class loaders, Java exceptions, the two ways bytes come
 // back, throttled polls, attached threads and the references and memory a
-// call may leave behind.
+// call may leave behind. A creation that throws is the contract's; here only
+// that its own messages come first.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <stdlib.h>
@@ -79,14 +80,11 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
     std::string directory, jar, className, expected;
   };
   const std::vector<Case> cases = {
-      {"no-such-dir", kJar, kClass, "no-such-dir' does not exist"},
       {"/nowhere/at/all", kJar, kClass, "'/nowhere/at/all' does not exist"},
       {"contract/../../contract", kJar, kClass, "leaves the proxy home"},
       {"contract", "missing.jar", kClass, "jar 'missing.jar' not found in directory"},
       {"contract", kJar, "com.zorvanta.proxy.test.Nope",
        "class 'com.zorvanta.proxy.test.Nope' not found in jar 'zox-proxy-contract.jar'"},
-      {"contract", kJar, "com.zorvanta.proxy.test.ContractFailingJPC",
-       "refuses to start without a cluster"},
       {"", kJar, kClass, "JAVA_PROXY/DIRECTORY"},
   };
   for (const Case& c : cases) {
@@ -147,33 +145,6 @@ TEST(ProxyHome, DerivedProxySeesTheClassesOfItsBase) {
   EXPECT_FALSE(canLoadHadoop(plain.proxy.get()));
 }
 
-// The handle table of the Hadoop proxy: a handle that is unknown, released or
-// of another kind is a Java error, never a crash on the Java side.
-TEST(HandleTable, UnknownReleasedAndMistypedHandlesAreJavaErrors) {
-  Creation hadoop("hadoop", "HadoopClient");
-  ASSERT_EQ(ZOJNI_OK, hadoop.create(kHadoopJar, kHadoopClass));
-  zojniProxy* proxy = hadoop.proxy.get();
-  ResponseOwner response;
-  ASSERT_EQ(ZOJNI_OK, call(proxy, "CreateConfig", "\x07", {}, &response));
-  const int64_t cfg = contract::readOutputs(response.get()).at(0).object;
-  ASSERT_EQ(ZOJNI_OK, call(proxy, "CfgRelease", "", {V::ofObject(cfg)}, &response));
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call(proxy, "CfgRelease", "", {V::ofObject(cfg)}, &response));
-  EXPECT_EQ("Unknown or released configuration handle " + std::to_string(cfg),
-            contract::errorText(response.get()));
-  EXPECT_EQ(6, errorCode(response.get()));
-
-  ASSERT_EQ(ZOJNI_OK, call(proxy, "CreateHDFS", "\x07", {V::ofNull(WLP_TYPE_OBJECT)}, &response));
-  const int64_t fs = contract::readOutputs(response.get()).at(0).object;
-  ASSERT_EQ(ZOJNI_ERR_JAVA,
-            call(proxy, "HDFSFileRead", "\x01", {V::ofObject(fs), V::ofInt(10)}, &response));
-  EXPECT_EQ("Handle " + std::to_string(fs) + " is not a HDFS file handle",
-            contract::errorText(response.get()));
-  ASSERT_EQ(ZOJNI_ERR_JAVA,
-            call(proxy, "HDFSFileRead", "\x01", {V::ofObject(987654321), V::ofInt(10)}, &response));
-  EXPECT_EQ("Unknown or released HDFS file handle 987654321", contract::errorText(response.get()));
-  EXPECT_EQ(ZOJNI_OK, call(proxy, "HDFSRelease", "", {V::ofObject(fs)}, &response));
-}
-
 // ---- Calls on the contract proxy -----------------------------------------------------
 
 class ContractProxy : public ::testing::Test {
@@ -215,8 +186,6 @@ TEST_F(ContractProxy, JavaSideFaultsAndTheProxysVersion) {
 
   EXPECT_EQ(ZOJNI_ERR_NO_METHOD, call("EchoString", "\x0b", {V::ofInt(1)}, &response))
       << "no overload takes these input types";
-  EXPECT_EQ(ZOJNI_ERR_OUTPUT_TYPE, call("TooFew", "\x06", {}, &response));
-  EXPECT_EQ(nullptr, response);
   EXPECT_EQ(ZOJNI_ERR_MEMORY, call("OutOfMemory", "\x06", {}, &response));
   EXPECT_EQ(nullptr, response);
   EXPECT_EQ(ZOJNI_OK, call("Nothing", "", {}, &response)) << "the proxy works on";

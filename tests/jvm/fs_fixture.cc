@@ -8,22 +8,18 @@
 #include <map>
 #include <sstream>
 
+#include "cluster_access.h"
+
 namespace jvmtest {
 
 std::vector<FileSystemUnderTest> fileSystemsUnderTest() {
   std::vector<FileSystemUnderTest> all{{"file", "", "", "", "", ""}};
-  const char* ready = std::getenv("ZOH_TEST_CLUSTER");
-  if (ready == nullptr || *ready == '\0') return all;
-  std::map<std::string, std::string> keys;
-  std::ifstream in(ready);
-  for (std::string line; std::getline(in, line);) {
-    const auto eq = line.find('=');
-    if (eq != std::string::npos) keys[line.substr(0, eq)] = line.substr(eq + 1);
-  }
+  std::map<std::string, std::string> keys = clustertest::readyKeys("ZOH_TEST_CLUSTER");
+  if (keys.empty()) return all;
   for (const char* scheme : {"hdfs", "webhdfs"}) {
     FileSystemUnderTest fs{scheme, keys[scheme], keys["private"], keys["site"], keys["hdfs"], ""};
     // A cluster that was asked for but is not there fails the tests, not skips them.
-    if (fs.base.empty()) fs.error = std::string("no ") + scheme + " address in " + ready;
+    if (fs.base.empty()) fs.error = std::string("no ") + scheme + " address in the ready file";
     all.push_back(fs);
   }
   return all;

@@ -334,27 +334,6 @@ TEST_P(HdfsService, AFileDeletedWhileOpenIsReadToItsEndOrFailsWithItsPath) {
   in->release();
 }
 
-TEST_P(HdfsService, EightThreadsReadTheirOwnFilesAtOnce) {
-  constexpr int kThreads = 8;
-  std::vector<std::string> contents;
-  for (int t = 0; t < kThreads; ++t) {
-    contents.push_back(jvmtest::patternBytes((1 << 20) + t * 4099, 10 + t));
-    ASSERT_TRUE(writeHdfs(at("r" + std::to_string(t)), contents.back(), ZOB_TXTFILE_WRITE));
-  }
-  std::vector<std::string> back(kThreads);
-  std::vector<ZobString> errors(kThreads);
-  std::vector<std::thread> readers;
-  for (int t = 0; t < kThreads; ++t) {
-    readers.emplace_back([&, t] {
-      back[t] = readHdfs(at("r" + std::to_string(t)), 8192 << t % 5, &errors[t]);
-    });
-  }
-  for (auto& r : readers) r.join();
-  for (int t = 0; t < kThreads; ++t) {
-    EXPECT_TRUE(back[t] == contents[t]) << "thread " << t << ": " << errors[t].str();
-  }
-}
-
 TEST(HadoopConfiguration, ResourceFilesAreCheckedWhenAddedAndKeyValuesWin) {
   char pattern[] = "/tmp/zoh-cfg-XXXXXX";
   ASSERT_NE(nullptr, mkdtemp(pattern));
