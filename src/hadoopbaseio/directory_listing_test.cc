@@ -54,25 +54,17 @@ TEST_F(ListingTest, FlagsChooseDirectoriesFilesOrBoth) {
   EXPECT_THAT(names(list("hdfs://nn:8020/files", dirsOnly)), IsEmpty());
 }
 
+// The fields themselves are the walk's; the listing adds the full path and
+// the timestamp as a number.
 TEST_F(ListingTest, EntryFieldsFollowTheStats) {
   ZobDirectoryListing* listing = list("hdfs://nn:8020/data", 0);
   EXPECT_EQ(listing->getFullPathName().str(), "/data");
   EXPECT_FALSE(listing->getTimestamp().isSet());
-
-  ASSERT_TRUE(listing->next());
-  EXPECT_TRUE(listing->isDir());
-  ASSERT_TRUE(listing->next());
-  ASSERT_TRUE(listing->next());
-  EXPECT_EQ(listing->getName().str(), "a.csv");
+  while (listing->next() && listing->getName().str() != "a.csv") {
+  }
   EXPECT_EQ(listing->getFullPathName().str(), "/data/a.csv");
-  EXPECT_FALSE(listing->isDir());
   EXPECT_EQ(listing->getSize(), 8);
-  ZobDate expected;
-  ASSERT_TRUE(expected.assign("2026-11-22T08:15:30.250Z"));
-  EXPECT_EQ(listing->getTimestamp().millis(), expected.millis());
-  EXPECT_EQ(listing->getTimestampLong(), static_cast<uint64_t>(expected.millis()));
-  ASSERT_TRUE(listing->next());
-  EXPECT_FALSE(listing->next());
+  EXPECT_EQ(listing->getTimestampLong(), 1795335330250u);
   EXPECT_TRUE(listing->getErrorMessage().isNull());
 }
 

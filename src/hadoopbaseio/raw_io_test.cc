@@ -109,29 +109,32 @@ TEST_F(RawIOTest, OneReadThatBringsTheMinimumIsHandedOutWithoutCopy) {
   EXPECT_TRUE(direct < gathered || direct > gathered + 200);
 }
 
-TEST_F(RawIOTest, OnceGatheringHasBegunEveryLaterReadIsCopiedToo) {
+// Once gathering has begun every later read is copied too; gathering stops as
+// soon as it holds the minimum, or at the end of the file even below it.
+TEST_F(RawIOTest, GatheredReadsEndAtTheMinimumOrAtTheEndOfTheFile) {
+  struct Case {
+    std::vector<int> limits;
+    int minimum, maximum, got;
+    std::vector<int> reads;
+  };
+  const Case cases[] = {{{60, 120, 40}, 100, 200, 180, {200, 140}},
+                        {{40}, 80, 100, 80, {100, 60}},
+                        {{120}, 350, 1000, 40, {1000, 960}}};
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  fs_.readLimits = {60, 120, 40};
+  size_t at = 0, calls = 0;
+  for (const Case& c : cases) {
+    fs_.readLimits = c.limits;
+    const char* data = nullptr;
+    ASSERT_EQ(raw_->getBytes(&data, c.minimum, c.maximum), c.got);
+    EXPECT_EQ(std::string(data, c.got), content_.substr(at, c.got));
+    EXPECT_EQ(data[c.got], '\0');
+    const std::vector<int> counts = readCounts();
+    EXPECT_EQ(std::vector<int>(counts.begin() + calls, counts.end()), c.reads);
+    at += c.got;
+    calls = counts.size();
+  }
   const char* data = nullptr;
-  ASSERT_EQ(raw_->getBytes(&data, 100, 200), 180);
-  EXPECT_EQ(std::string(data, 180), content_.substr(0, 180));
-  EXPECT_EQ(data[180], '\0');
-  // Gathering stops as soon as it holds exactly the minimum.
-  ASSERT_EQ(raw_->getBytes(&data, 80, 100), 80);
-  EXPECT_EQ(std::string(data, 80), content_.substr(180, 80));
-  EXPECT_THAT(readCounts(), ElementsAre(200, 140, 100, 60));
-}
-
-// The end of the file ends gathering, even below the minimum.
-TEST_F(RawIOTest, GatheringStopsAtTheEndOfTheFileAndThenReadsGiveZero) {
-  ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  fs_.readLimits = {120};
-  const char* data = nullptr;
-  ASSERT_EQ(raw_->getBytes(&data, 350, 1000), 300);
-  EXPECT_EQ(std::string(data, 300), content_);
-  EXPECT_EQ(data[300], '\0');
   EXPECT_EQ(raw_->getBytes(&data, 1, 10), 0);
-  EXPECT_TRUE(raw_->close());
 }
 
 TEST_F(RawIOTest, SkipMovesInBufferSizedStepsAndReturnsZeroPastTheEnd) {

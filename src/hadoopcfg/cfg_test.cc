@@ -71,19 +71,10 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
             (Table{{"k", "v"}}));
 }
 
-TEST_F(CfgTest, ReleaseGivesBackTheJavaObjectOnce) {
-  cfg_->release();
-  cfg_ = nullptr;
-  EXPECT_THAT(bridge().lastCallTo("CfgRelease")->inputs,
-              ElementsAre(ScriptedValue::ofObject(77)));
-  // Released by its caller, so the instance has nothing left to end.
-  hadoop_.reset();
-  EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
-}
-
-// The release path every object shares: a failed Java release is logged at
-// level 3 under the object's logger and destruction goes on.
-TEST_F(CfgTest, FailedJavaReleaseIsLoggedAndDestructionGoesOn) {
+// The release path every object shares: the Java object is given back once; a
+// failed Java release is logged at level 3 under the object's logger and
+// destruction goes on.
+TEST_F(CfgTest, ReleaseGivesBackTheJavaObjectOnceEvenWhenThatFails) {
   bridge().answer("CfgRelease", ScriptedAnswer::javaError(9, "already gone"));
   const std::string id = cfg_->id().str();
   log_.clear();
@@ -92,6 +83,12 @@ TEST_F(CfgTest, FailedJavaReleaseIsLoggedAndDestructionGoesOn) {
               ElementsAre("2 Destroying Hadoop instance " + id + ".",
                           AllOf(StartsWith("3 [Hadoop Client 1725]"), HasSubstr("already gone")),
                           "2 Completed destruction of Hadoop instance " + id + "."));
+  cfg_ = nullptr;
+  EXPECT_THAT(bridge().lastCallTo("CfgRelease")->inputs,
+              ElementsAre(ScriptedValue::ofObject(77)));
+  // Released by its caller, so the instance has nothing left to end.
+  hadoop_.reset();
+  EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
 }
 
 }  // namespace

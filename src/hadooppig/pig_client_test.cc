@@ -46,16 +46,13 @@ TEST_F(PigClientTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
     directories.push_back(creation.optionDirectory);
   }
   EXPECT_THAT(directories, ElementsAre("pig", "/from/property", "/again/argument"));
-}
 
-// A client hangs off the main proxy once there is one.
-TEST_F(PigClientTest, ClientProxyIsDerivedFromTheMainOne) {
-  ZobString err;
+  // Once there is a main proxy, a client's hangs off it.
   ASSERT_TRUE(hadoop_->getProxy("", &err));
   makePig()->release();
   const std::vector<ScriptedCreation> made = bridge().creations();
-  ASSERT_EQ(made.size(), 2u);
-  EXPECT_EQ(made[1].baseId, made[0].proxyId);
+  ASSERT_EQ(made.size(), 5u);
+  EXPECT_EQ(made[4].baseId, made[3].proxyId);
 }
 
 TEST_F(PigClientTest, FailedProxyLeavesNoClientBehind) {
@@ -68,20 +65,15 @@ TEST_F(PigClientTest, FailedProxyLeavesNoClientBehind) {
   EXPECT_THAT(bridge().eventLog(), Not(Contains(StartsWith("destroy"))));
 }
 
-TEST_F(PigClientTest, StopAsksTheProxyEvenBeforeAnyRun) {
-  ZOHadoopPig* pig = makePig();
-  ZobString err;
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
-  const ScriptedCall stop = *bridge().lastCallTo("Stop");
-  EXPECT_EQ(stop.proxyName, "HadoopPigClient");
-  EXPECT_THAT(stop.inputs, ElementsAre(ScriptedValue::ofObject(0)));
-}
-
 TEST_F(PigClientTest, ClearReleasesTheRunOnceAndForgetsIt) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   pig->clear();
   EXPECT_THAT(bridge().calls(), IsEmpty());
+  // Stop asks the Java side even before any run, with no run handle.
+  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop")->proxyName, "HadoopPigClient");
+  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
 
   pig->setParameter("p", "v", &err);
   pig->registerJar("udf.jar", &err);
@@ -95,6 +87,7 @@ TEST_F(PigClientTest, ClearReleasesTheRunOnceAndForgetsIt) {
   EXPECT_EQ(bridge().callCount("Release"), 1);
   ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().callCount("Stop"), 2);
 
   // Jars and parameters went with the clear.
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();

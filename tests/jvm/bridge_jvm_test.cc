@@ -1,7 +1,7 @@
 // What only the JVM bridge has, beyond the contract every bridge keeps: the
 // proxy home and its class loaders, Java exceptions, the two ways bytes come
-// back, throttled polls, attached threads and the references and memory a
-// call may leave behind. A creation that throws is the contract's; here only
+// back, attached threads and the references and memory a call may leave
+// behind. A poll that says stop is seen ending real jobs in the engine tests. A creation that throws is the contract's; here only
 // that its own messages come first.
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "contract_harness.h"
-#include "hadoop_status.h"
 #include "zojni_jvm_test.h"
 
 using contract::MessageLog;
@@ -202,54 +201,6 @@ TEST_F(ContractProxy, NativeAndHeapBytesOutputsCarryTheSameBytes) {
           << method << " " << size;
     }
   }
-}
-
-class CountingPoll : public HadoopPollStatus {
- public:
-  CountingPoll(int interval, int stopAfter) : interval_(interval), stopAfter_(stopAfter) {}
-  int pollInterval() override { return interval_; }
-  bool poll(int64_t, int64_t total, const char* phase) override {
-    ++calls;
-    lastPhase = phase != nullptr ? phase : "";
-    lastTotal = total;
-    return stopAfter_ <= 0 || calls < stopAfter_;
-  }
-  ZoJniPollRecord record() {
-    ZoJniPollRecord record{};
-    record.value = interval_;
-    record.callback = [](ZoJniPollRecord* r, int64_t done, int64_t total, const char* phase) {
-      return r->pollStatus->poll(done, total, phase) ? 1 : 0;
-    };
-    record.pollStatus = this;
-    return record;
-  }
-  int calls = 0;
-  std::string lastPhase;
-  int64_t lastTotal = 0;
-
- private:
-  int interval_;
-  int stopAfter_;
-};
-
-// Java reports progress as often as it likes; the caller hears of it once per
-// poll interval, and a "stop" ends the method with a Java error.
-TEST_F(ContractProxy, LongMethodsReachThePollAtItsIntervalAndStopWhenItSaysSo) {
-  CountingPoll status(20, 0);
-  ZoJniPollRecord record = status.record();
-  ResponseOwner response;
-  ASSERT_EQ(ZOJNI_OK, call("Spin", "\x06", {V::ofInt(400)}, &response, &record));
-  EXPECT_GE(status.calls, 5);
-  EXPECT_LE(status.calls, 40);
-  EXPECT_EQ("spinning", status.lastPhase);
-  EXPECT_EQ(400, status.lastTotal);
-
-  CountingPoll stopper(10, 3);
-  ZoJniPollRecord stopRecord = stopper.record();
-  ASSERT_EQ(ZOJNI_ERR_JAVA, call("Spin", "\x06", {V::ofInt(60000)}, &response, &stopRecord));
-  EXPECT_EQ(3, stopper.calls);
-  EXPECT_EQ(8, errorCode(response.get()));
-  EXPECT_EQ("Stopped at the caller's request during spinning", contract::errorText(response.get()));
 }
 
 TEST_F(ContractProxy, ThreadsAreDetachedWhenTheyEnd) {
