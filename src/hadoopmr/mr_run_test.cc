@@ -130,6 +130,13 @@ TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
   EXPECT_FALSE(job->run(nullptr, &text, false, &err));
   EXPECT_THAT(text.texts, ElementsAre("start: "));
 
+  // A text row set whose column is not a string is refused, not read as one.
+  bridge().answer("MapReduceWait", ScriptedAnswer::outputs(
+                                       {ScriptedValue::ofBool(false),
+                                        ScriptedValue::ofRows("\x06", {{ScriptedValue::ofInt(5)}})}));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
+  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
   bridge().answer("MapReduceRun", ScriptedAnswer::outputs({broken}));
@@ -139,17 +146,6 @@ TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
   EXPECT_FALSE(job->run(nullptr, &text, false, &err));
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_EQ(bridge().callCount("MapReduceWait"), waits + 1);
-}
-
-// A text row set whose column is not a string is refused, not read as one.
-TEST_F(MapReduceRunTest, TextRowsOfAnotherTypeAreRefused) {
-  const ScriptedValue numbers = ScriptedValue::ofRows("\x06", {{ScriptedValue::ofInt(5)}});
-  ZOHadoopMapReduce* job = makeJob();
-  ZobString err;
-  bridge().answer("MapReduceWait",
-                  ScriptedAnswer::outputs({ScriptedValue::ofBool(false), numbers}));
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
 }
 
 TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {

@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <fstream>
@@ -29,28 +30,22 @@ class ProxyTest : public CoreTest {
 };
 
 TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
-  {
+  // property (any letter case), argument, the directory asked for
+  const std::vector<std::array<const char*, 3>> cases = {
+      {"", "", "hadoop"}, {"hadoop_java_proxy_dir_name", "", "x"},
+      {"HADOOP_JAVA_PROXY_DIR_NAME", "explicit", "explicit"}};
+  for (size_t i = 0; i < cases.size(); ++i) {
+    const auto& [property, argument, expected] = cases[i];
     InstanceOwner hadoop = makeInstance();
     ZobString err;
-    ASSERT_TRUE(hadoop->getProxy("", &err));
+    if (*property != '\0') {
+      ASSERT_TRUE(hadoop->setProperty(property, "x", &err));
+    }
+    ASSERT_TRUE(hadoop->getProxy(argument, &err));
     EXPECT_TRUE(err.isNull());
-    EXPECT_EQ(createdDirectory(), "hadoop");
-    EXPECT_EQ(hadoop->proxyDirectory().str(), "hadoop");
-    EXPECT_FALSE(bridge().creations().at(0).fromProxy);
-  }
-  {
-    InstanceOwner hadoop = makeInstance();
-    ZobString err;
-    ASSERT_TRUE(hadoop->setProperty("hadoop_java_proxy_dir_name", "x", &err));
-    ASSERT_TRUE(hadoop->getProxy("", &err));
-    EXPECT_EQ(createdDirectory(1), "x");
-  }
-  {
-    InstanceOwner hadoop = makeInstance();
-    ZobString err;
-    ASSERT_TRUE(hadoop->setProperty("HADOOP_JAVA_PROXY_DIR_NAME", "x", &err));
-    ASSERT_TRUE(hadoop->getProxy("explicit", &err));
-    EXPECT_EQ(createdDirectory(2), "explicit");
+    EXPECT_EQ(createdDirectory(i), expected);
+    EXPECT_EQ(hadoop->proxyDirectory().str(), expected);
+    EXPECT_FALSE(bridge().creations().at(i).fromProxy);
   }
 }
 

@@ -13,11 +13,11 @@
 namespace jvmtest {
 
 std::vector<FileSystemUnderTest> fileSystemsUnderTest() {
-  std::vector<FileSystemUnderTest> all{{"file", "", "", "", "", ""}};
+  std::vector<FileSystemUnderTest> all{{"file", "", "", "", ""}};
   std::map<std::string, std::string> keys = clustertest::readyKeys("ZOH_TEST_CLUSTER");
   if (keys.empty()) return all;
   for (const char* scheme : {"hdfs", "webhdfs"}) {
-    FileSystemUnderTest fs{scheme, keys[scheme], keys["private"], keys["site"], keys["hdfs"], ""};
+    FileSystemUnderTest fs{scheme, keys[scheme], keys["private"], keys["site"], ""};
     // A cluster that was asked for but is not there fails the tests, not skips them.
     if (fs.base.empty()) fs.error = std::string("no ") + scheme + " address in the ready file";
     all.push_back(fs);
@@ -47,8 +47,8 @@ long residentKiB() {
 
 void HadoopFs::SetUp() {
   ASSERT_TRUE(GetParam().error.empty()) << GetParam().error;
-  // Memory-backed where there is one: the tests make tens of thousands of
-  // entries, and the local disk's metadata speed is not what they measure.
+  // Memory-backed where there is one: the local disk's speed is not what the
+  // tests measure.
   std::string pattern = access("/dev/shm", W_OK) == 0 ? "/dev/shm/zoh-jvm-XXXXXX"
                                                        : "/tmp/zoh-jvm-XXXXXX";
   ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
@@ -79,12 +79,11 @@ void HadoopFs::TearDown() {
   if (!localRoot_.empty() && system(command.c_str()) != 0) ADD_FAILURE() << command;
 }
 
-ZOHadoopCfg* HadoopFs::newConfiguration(const std::string& user, ZobString* err,
-                                        const std::string& base) {
+ZOHadoopCfg* HadoopFs::newConfiguration(const std::string& user, ZobString* err) {
   ZOHadoopCfg* cfg = hadoop_->createConfiguration(err);
   if (cfg == nullptr) return nullptr;
   // A cluster's client settings come from its site file, as a user's would.
-  const std::string defaultFs = !base.empty() ? base : isLocal() ? "file:///" : GetParam().base;
+  const std::string defaultFs = isLocal() ? "file:///" : GetParam().base;
   if ((!isLocal() && !cfg->addResourceFile(ZobString(GetParam().siteFile.c_str()), err)) ||
       !cfg->setKeyValue(ZobString("fs.defaultFS"), ZobString(defaultFs.c_str()), err) ||
       (!user.empty() && !cfg->setUserPass(ZobString(user.c_str()), ZobString(""), err))) {

@@ -21,7 +21,6 @@ struct FileSystemUnderTest {
   std::string base;   // scheme://authority for a cluster; empty for file:
   std::string privateDir;  // a directory the default test user may not enter ("" if none)
   std::string siteFile;    // the cluster's client configuration ("" for file:)
-  std::string rpcBase;     // the same cluster's hdfs:// base, to prepare many entries fast
   std::string error;  // set when the cluster was expected but cannot be named
 };
 
@@ -51,10 +50,9 @@ class HadoopFs : public ::testing::TestWithParam<FileSystemUnderTest> {
   std::string at(const std::string& relative) const { return root_ + "/" + relative; }
   // A path beneath the test's directory on the local disk.
   std::string local(const std::string& relative) const { return localRoot_ + "/" + relative; }
-  // A new configuration for the file system under test (or for `base`, a file
-  // system of the same cluster), acting as `user` when not empty.
-  ZOHadoopCfg* newConfiguration(const std::string& user, ZobString* err,
-                                const std::string& base = "");
+  // A new configuration for the file system under test, acting as `user` when
+  // not empty.
+  ZOHadoopCfg* newConfiguration(const std::string& user, ZobString* err);
   bool writeHdfs(const std::string& path, const std::string& content, ZobTxtFileOpenMode mode);
   // Reads a whole file in reads of `chunk` bytes.
   std::string readHdfs(const std::string& path, int chunk, ZobString* err);

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <map>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "fs_fixture.h"
@@ -266,44 +265,6 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
 #else
   (void)settled;
 #endif
-}
-
-TEST_P(HdfsService, ListsTwentyThousandEntries) {
-  constexpr int kEntries = 20000;
-  ZobString err;
-  // Eight threads share the making, each with its own service; on a cluster
-  // through its NameNode's RPC, which is what WebHDFS lists too.
-  const std::string base = GetParam().rpcBase;
-  const std::string dir =
-      base.empty() ? at("many") : base + at("many").substr(GetParam().base.size());
-  std::vector<std::thread> makers;
-  for (int t = 0; t < 8; ++t) {
-    makers.emplace_back([&, t] {
-      ZobString e;
-      ZOHadoopCfg* cfg = newConfiguration("", &e, base);
-      ASSERT_NE(nullptr, cfg) << e.str();
-      ZOHadoopHDFS* hdfs = hadoop_->createHDFS(cfg, &e);
-      ASSERT_NE(nullptr, hdfs) << e.str();
-      for (int i = t; i < kEntries; i += 8) {
-        // Files, not directories: removing directories is slow on some local disks.
-        const std::string path = dir + "/e" + std::to_string(100000 + i);
-        ZOHadoopFile* file =
-            hdfs->openFile(nullptr, ZobString(path.c_str()), ZOB_TXTFILE_WRITE, 0, 0, &e);
-        ASSERT_NE(nullptr, file) << e.str();
-        ASSERT_TRUE(file->close(&e)) << e.str();
-        file->release();
-      }
-      hdfs->release();
-      cfg->release();
-    });
-  }
-  for (auto& m : makers) m.join();
-  auto entries = listing(hdfs_, at("many"), &err);
-  ASSERT_EQ(static_cast<size_t>(kEntries), entries.size()) << err.str();
-  EXPECT_EQ(1u, entries.count("e100000"));
-  EXPECT_EQ(1u, entries.count("e119999"));
-  EXPECT_FALSE(entries["e119999"].isDir);
-  EXPECT_EQ(0, entries["e119999"].size);
 }
 
 TEST_P(HdfsService, AFileDeletedWhileOpenIsReadToItsEndOrFailsWithItsPath) {
