@@ -1,6 +1,5 @@
 // The list of job properties handed out as a string cursor.
 #include "ZOHadoopMapReduce.h"
-#include "hadoopmr/ZOHadoopMRProps.h"
 #include "hadoopmr/job_test_support.h"
 
 namespace {
@@ -49,29 +48,6 @@ TEST_F(PropertyListTest, CursorWalksTheFixedListOutlivesItsJobAndRewinds) {
     EXPECT_EQ(cursor->getColumnValue(column).str(), "") << column;
     EXPECT_EQ(cursor->getColumnName(column).str(), "") << column;
   }
-}
-
-// Rows narrower than the columns, and writes aimed past the rows, as a cursor
-// of other contents would meet them.
-TEST(MapReduceCursorTest, NarrowRowsReadEmptyAndStrayWritesAreIgnored) {
-  ZOHadoopMRProps* raw = new ZOHadoopMRProps();
-  CursorOwner cursor(raw);
-  for (const char* name : {"a", "b", "c"}) raw->addColumn(name);
-  EXPECT_EQ(raw->addRow(), 0);
-  EXPECT_EQ(raw->addRow(), 1);
-  raw->setValue(0, 2, "far");
-  raw->setValue(1, 0, "near");
-  raw->setValue(2, 0, "nowhere");
-  raw->setValue(-1, 0, "nowhere");
-
-  ASSERT_TRUE(raw->next());
-  EXPECT_EQ(raw->getColumnValue(0).str(), "");
-  EXPECT_FALSE(raw->getColumnValue(0).isNull());
-  EXPECT_EQ(raw->getColumnValue(2).str(), "far");
-  ASSERT_TRUE(raw->next());
-  EXPECT_EQ(raw->getColumnValue(0).str(), "near");
-  EXPECT_EQ(raw->getColumnValue(1).str(), "");
-  EXPECT_FALSE(raw->next());
 }
 
 }  // namespace
