@@ -12,31 +12,21 @@ namespace {
 
 class StatsTest : public HdfsTest {};
 
-// One entry parsed from the start of a table: its fields and where it stopped.
-struct Parsed {
-  std::string name;
-  long size;
-  bool isDir;
-  int permissions;
-  bool dated;
-  int rowIndex;
-};
+// One entry parsed from the start of a table: name, size, is a directory,
+// permissions, dated, and the row where it stopped.
+using Parsed = std::tuple<std::string, long, bool, int, bool, int>;
 
 Parsed firstEntry(const StatsTable& table, int columns = 2) {
   RowSetOwner rows = makeStatsRows(table, columns);
-  Parsed out{};
   zowlpParameter* pending = nullptr;
   ZOHadoopHDFSMember entry;
   entry.name = ZobString("old");
   entry.size = entry.permissions = 99;  // the fields start over with each entry
-  EXPECT_TRUE(getStats(&out.rowIndex, rows.get(), &pending, &entry, nullptr));
+  int rowIndex = 0;
+  EXPECT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
   EXPECT_FALSE(entry.name.isNull());
-  out.name = entry.name.str();
-  out.size = entry.size;
-  out.isDir = entry.isDir;
-  out.permissions = entry.permissions;
-  out.dated = entry.modDate.isSet();
-  return out;
+  return {entry.name.str(), entry.size, entry.isDir, entry.permissions, entry.modDate.isSet(),
+          rowIndex};
 }
 
 // Only exact keys set fields; bad values give zero or keep the date unset;
@@ -65,13 +55,7 @@ TEST_F(StatsTest, FieldsComeOnlyFromExactKeysAndGoodValues) {
        {{"Size", "7"}, {"IsDir", "x"}, {std::nullopt, "n"}}, 2, {"old", 7, true, 0, false, 2}},
   };
   for (const Case& c : cases) {
-    const Parsed got = firstEntry(c.table, c.columns);
-    EXPECT_EQ(got.name, c.expected.name) << c.what;
-    EXPECT_EQ(got.size, c.expected.size) << c.what;
-    EXPECT_EQ(got.isDir, c.expected.isDir) << c.what;
-    EXPECT_EQ(got.permissions, c.expected.permissions) << c.what;
-    EXPECT_EQ(got.dated, c.expected.dated) << c.what;
-    EXPECT_EQ(got.rowIndex, c.expected.rowIndex) << c.what;
+    EXPECT_EQ(firstEntry(c.table, c.columns), c.expected) << c.what;
   }
 }
 

@@ -60,10 +60,9 @@ class HdfsTest : public LibraryTest {
     bridge().answer("HDFSOpenFile", ScriptedAnswer::outputs(outputs));
   }
 
-  FileOwner openFile(ZOHadoopHDFS* hdfs, const char* path = "/data/f.txt",
-                     ZobTxtFileOpenMode mode = ZOB_TXTFILE_READ) {
+  FileOwner openFile(ZOHadoopHDFS* hdfs, const char* path = "/data/f.txt") {
     ZobString err;
-    FileOwner file(hdfs->openFile(nullptr, path, mode, 0, 4096, &err));
+    FileOwner file(hdfs->openFile(nullptr, path, ZOB_TXTFILE_READ, 0, 4096, &err));
     EXPECT_NE(file, nullptr) << err.str();
     return file;
   }

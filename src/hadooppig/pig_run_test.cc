@@ -7,7 +7,6 @@
 #include "zob_options.h"
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 namespace {
@@ -137,7 +136,8 @@ TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWait) {
   EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(901));
 }
 
-// A start text that cannot be read shows whether it was built.
+// A start text that cannot be read shows whether it was built. (An unreadable
+// start answer fails the run: the fault sweep holds every run to that.)
 TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
@@ -164,11 +164,6 @@ TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
   ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(kRun));
   EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
-
-  bridge().answer("RunCommands", ScriptedAnswer::unreadable());
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_THAT(err.str(), HasSubstr("(MapReduce Object)"));
-  EXPECT_EQ(bridge().callCount("Wait"), 2);
 }
 
 // The wait is the job's: no readable answer counts as success, a failed call does not.

@@ -9,7 +9,9 @@
 
 #include "zohadoop/core_test_support.h"
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 namespace {
 
@@ -69,14 +71,11 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
   EXPECT_EQ(response, nullptr);
   EXPECT_TRUE(isMessage(err, 1725)) << err.str();
-  EXPECT_NE(err.str().find("Work"), std::string::npos);
-  EXPECT_NE(err.str().find("42"), std::string::npos);
-  EXPECT_NE(err.str().find("it broke"), std::string::npos);
+  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
 
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
   EXPECT_TRUE(isMessage(err, 1726)) << err.str();
-  EXPECT_NE(err.str().find("Work"), std::string::npos);
-  EXPECT_NE(err.str().find("3"), std::string::npos);
+  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
 
   // Without an error argument the response is the caller's to destroy.
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, nullptr));

