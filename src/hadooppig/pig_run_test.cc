@@ -1,4 +1,5 @@
-// What a Pig run sends, and how it reads the answers of "RunCommands" and "Wait".
+// A Pig client: its own proxy, what a run sends and how it reads the answers of
+// "RunCommands" and "Wait", stop, clear and the way it ends.
 #include <memory>
 
 #include "ZOHadoopPig.h"
@@ -6,8 +7,12 @@
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "zob_options.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 namespace {
 
@@ -18,7 +23,7 @@ struct OptionsReleaser {
 };
 using OptionsOwner = std::unique_ptr<ZobConfigOptions, OptionsReleaser>;
 
-class PigRunTest : public JobTest {
+class PigTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
@@ -30,10 +35,11 @@ class PigRunTest : public JobTest {
     return ScriptedAnswer::outputs({ScriptedValue::ofObject(run), rows(lines)});
   }
 
-  ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr) {
-    ZobString err;
-    ZOHadoopPig* pig = hadoop_->createPig(cfg, "", &err);
+  ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr, const char* directory = "") {
+    ZobString err("untouched");
+    ZOHadoopPig* pig = hadoop_->createPig(cfg, directory, &err);
     EXPECT_NE(pig, nullptr) << err.str();
+    EXPECT_TRUE(err.isNull());
     return pig;
   }
 
@@ -45,7 +51,7 @@ class PigRunTest : public JobTest {
   static StringTable parametersSent() { return lastRun().inputs.at(2).stringTable(); }
 };
 
-TEST_F(PigRunTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
+TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err)) << err.str();
@@ -68,7 +74,7 @@ TEST_F(PigRunTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFi
   EXPECT_EQ(lastRun().inputs.at(1), ScriptedValue::ofString(script));
 }
 
-TEST_F(PigRunTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
+TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
   ZOHadoopPig* pig = makePig();
   ZobString err("untouched");
   EXPECT_TRUE(pig->setParameter("Name", "a", &err));
@@ -95,7 +101,7 @@ TEST_F(PigRunTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
 
 // Options override parameters and stay for later runs, even when the run they
 // came with failed before anything was sent.
-TEST_F(PigRunTest, OptionsOverrideParametersAndStayForLaterRuns) {
+TEST_F(PigTest, OptionsOverrideParametersAndStayForLaterRuns) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   pig->setParameter("input", "/from/parameter", &err);
@@ -115,7 +121,7 @@ TEST_F(PigRunTest, OptionsOverrideParametersAndStayForLaterRuns) {
             (StringTable{{"extra", "e"}, {"input", "/from/option"}, {"keep", "k"}}));
 }
 
-TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWait) {
+TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
   bridge().answer("RunCommands", started(kRun, {"job_7 started", "2 stages"}));
   bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
   ZOHadoopPig* pig = makePig();
@@ -138,7 +144,7 @@ TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWait) {
 
 // A start text that cannot be read shows whether it was built. (An unreadable
 // start answer fails the run: the fault sweep holds every run to that.)
-TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
+TEST_F(PigTest, StartTextIsBuiltOnlyForASink) {
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
   bridge().answer("RunCommands",
@@ -153,7 +159,7 @@ TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
   EXPECT_EQ(bridge().callCount("Wait"), 1);
 }
 
-TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
+TEST_F(PigTest, StartAnswersDecideWhatIsWaitedFor) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
@@ -167,7 +173,7 @@ TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
 }
 
 // The wait is the job's: no readable answer counts as success, a failed call does not.
-TEST_F(PigRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
+TEST_F(PigTest, WaitWithoutReadableAnswerCountsAsSuccess) {
   bridge().answerSequence("Wait",
                           {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
                            ScriptedAnswer::status(ZOJNI_ERR_JVM)});
@@ -179,6 +185,87 @@ TEST_F(PigRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
   EXPECT_THAT(text.texts, ElementsAre("start: run started", "start: run started"));
   EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
   EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+}
+
+TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
+  // Nothing here acquires the main proxy, and an instance without one drops its
+  // children unended: each client is released by hand.
+  makePig(nullptr, "")->release();
+  ZobString err;
+  ASSERT_TRUE(hadoop_->setProperty("pig_java_proxy_dir_name", "/from/property", &err));
+  makePig(nullptr, "")->release();
+  makePig(nullptr, "/again/argument")->release();
+
+  std::vector<std::string> directories;
+  for (const ScriptedCreation& creation : bridge().creations()) {
+    EXPECT_EQ(creation.className, "com.zorvanta.proxy.pig.HadoopPigClientJPC");
+    EXPECT_TRUE(creation.fromProxy);
+    directories.push_back(creation.optionDirectory);
+  }
+  EXPECT_THAT(directories, ElementsAre("pig", "/from/property", "/again/argument"));
+
+  // Once there is a main proxy, a client's hangs off it.
+  ASSERT_TRUE(hadoop_->getProxy("", &err));
+  makePig()->release();
+  const std::vector<ScriptedCreation> made = bridge().creations();
+  ASSERT_EQ(made.size(), 5u);
+  EXPECT_EQ(made[4].baseId, made[3].proxyId);
+}
+
+TEST_F(PigTest, FailedProxyLeavesNoClientBehind) {
+  bridge().onCreate("HadoopPigClient", ScriptedCreateScript::failing(
+                                           ZOJNI_ERR_CREATE, {{2, "pig jar not found"}}));
+  ZobString err;
+  EXPECT_EQ(hadoop_->createPig(nullptr, "", &err), nullptr);
+  EXPECT_THAT(err.str(), HasSubstr("pig jar not found"));
+  EXPECT_THAT(bridge().calls(), IsEmpty());
+  EXPECT_THAT(bridge().eventLog(), Not(Contains(StartsWith("destroy"))));
+}
+
+TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
+  ZOHadoopPig* pig = makePig();
+  ZobString err;
+  pig->clear();
+  EXPECT_THAT(bridge().calls(), IsEmpty());
+  // Stop asks the Java side even before any run, with no run handle.
+  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop")->proxyName, "HadoopPigClient");
+  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
+
+  pig->setParameter("p", "v", &err);
+  pig->registerJar("udf.jar", &err);
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  // A failed release still forgets the run.
+  bridge().answer("Release", ScriptedAnswer::javaError(4, "run unknown"));
+  pig->clear();
+  EXPECT_EQ(bridge().lastCallTo("Release")->inputs.at(0), ScriptedValue::ofObject(900));
+
+  pig->clear();
+  EXPECT_EQ(bridge().callCount("Release"), 1);
+  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().callCount("Stop"), 2);
+
+  // Jars and parameters went with the clear.
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  const ScriptedCall run = *bridge().lastCallTo("RunCommands");
+  EXPECT_EQ(run.inputs.at(2), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+  EXPECT_EQ(run.inputs.at(3), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+}
+
+TEST_F(PigTest, EndingReleasesTheRunThenItsOwnProxy) {
+  ZOHadoopPig* before = makePig();
+  ZOHadoopPig* after = makePig();
+  before->release();
+  ZobString err;
+  ASSERT_TRUE(after->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  hadoop_.reset();
+
+  EXPECT_THAT(bridge().eventLog(),
+              ElementsAre("create HadoopPigClient", "create HadoopPigClient",
+                          "destroy HadoopPigClient", "create HadoopClient",
+                          "call RunCommands", "call Wait", "call Release",
+                          "destroy HadoopPigClient", "destroy HadoopClient"));
 }
 
 }  // namespace

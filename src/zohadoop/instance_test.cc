@@ -1,6 +1,8 @@
-// The instance: factory, properties, the child registry and the order in which
-// an instance ends.
+// The instance: factory, properties, the child registry, refused allocations
+// and the order in which an instance ends.
 #include <gmock/gmock.h>
+
+#include <new>
 
 #include "ZOHadoopCfg.h"
 #include "hadoopcfg/ZOHadoopCfgImpl.h"
@@ -8,6 +10,24 @@
 #include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
+
+namespace {
+// Armed by a test for the next non-throwing allocation on its own thread only;
+// the library's containers use the throwing form and are not affected.
+thread_local bool failNextNothrowNew = false;
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (failNextNothrowNew) {
+    failNextNothrowNew = false;
+    return nullptr;
+  }
+  try {
+    return ::operator new(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
 
 namespace {
 
@@ -109,6 +129,27 @@ TEST_F(InstanceTest, FailedProxyAcquisitionMakesNoChildAndIsRetried) {
   ASSERT_NE(cfg, nullptr) << err.str();
   EXPECT_TRUE(err.isNull());
   EXPECT_EQ(bridge().creations().size(), 2u);
+}
+
+// Objects are allocated without throwing; a refused allocation becomes message
+// 444 and no half-made object is left behind.
+TEST_F(InstanceTest, RefusedAllocationsBecomeMessage444) {
+  ZobString err;
+  failNextNothrowNew = true;
+  EXPECT_EQ(zoHadoopCreate(&err), nullptr);
+  EXPECT_TRUE(isMessage(err, 444)) << err.str();
+  // Nothing was constructed, so nothing was logged.
+  EXPECT_TRUE(log_.of("ZO.Hadoop").empty());
+
+  InstanceOwner hadoop = makeInstance();
+  failNextNothrowNew = true;
+  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
+  EXPECT_TRUE(isMessage(err, 444)) << err.str();
+  // The proxy is acquired before the allocation (every child kind shares it);
+  // no configuration was asked for, and the next one is made.
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient"));
+  EXPECT_TRUE(log_.of("ZO.Hadoop.Configuration").empty());
+  EXPECT_NE(hadoop->createConfiguration(&err), nullptr) << err.str();
 }
 
 }  // namespace
