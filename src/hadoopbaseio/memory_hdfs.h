@@ -69,8 +69,7 @@ class MemoryHdfs {
     if (modeCode == 1) files[path].clear();
     if (modeCode == 2) files[path];
     const int64_t handle = nextHandle_++;
-    const size_t position = 0;
-    open[handle] = OpenFile{path, modeCode, position};
+    open[handle] = OpenFile{path, modeCode, 0};
     return ScriptedAnswer::outputs({ScriptedValue::ofObject(handle),
                                     ScriptedValue::ofStringRows(stats(path, false), 2)});
   }

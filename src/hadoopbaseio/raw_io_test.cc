@@ -109,45 +109,32 @@ TEST_F(RawIOTest, OneReadThatBringsTheMinimumIsHandedOutWithoutCopy) {
   EXPECT_TRUE(direct < gathered || direct > gathered + 200);
 }
 
-TEST_F(RawIOTest, OnceGatheringHasBegunEveryLaterReadIsCopiedToo) {
+// Once gathering has begun every later read is copied too; gathering stops as
+// soon as it holds the minimum, or at the end of the file even below it.
+TEST_F(RawIOTest, GatheredReadsEndAtTheMinimumOrAtTheEndOfTheFile) {
+  struct Case {
+    std::vector<int> limits;
+    int minimum, maximum, got;
+    std::vector<int> reads;
+  };
+  const Case cases[] = {{{60, 120, 40}, 100, 200, 180, {200, 140}},
+                        {{40}, 80, 100, 80, {100, 60}},
+                        {{120}, 350, 1000, 40, {1000, 960}}};
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  fs_.readLimits = {60, 120, 40};
+  size_t at = 0, calls = 0;
+  for (const Case& c : cases) {
+    fs_.readLimits = c.limits;
+    const char* data = nullptr;
+    ASSERT_EQ(raw_->getBytes(&data, c.minimum, c.maximum), c.got);
+    EXPECT_EQ(std::string(data, c.got), content_.substr(at, c.got));
+    EXPECT_EQ(data[c.got], '\0');
+    const std::vector<int> counts = readCounts();
+    EXPECT_EQ(std::vector<int>(counts.begin() + calls, counts.end()), c.reads);
+    at += c.got;
+    calls = counts.size();
+  }
   const char* data = nullptr;
-  ASSERT_EQ(raw_->getBytes(&data, 100, 200), 180);
-  EXPECT_EQ(std::string(data, 180), content_.substr(0, 180));
-  EXPECT_EQ(data[180], '\0');
-  // Gathering stops as soon as it holds exactly the minimum.
-  ASSERT_EQ(raw_->getBytes(&data, 80, 100), 80);
-  EXPECT_EQ(std::string(data, 80), content_.substr(180, 80));
-  EXPECT_THAT(readCounts(), ElementsAre(200, 140, 100, 60));
-}
-
-TEST_F(RawIOTest, GatheringStopsAtTheEndOfTheFileAndThenReadsGiveZero) {
-  ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  fs_.readLimits = {120};
-  const char* data = nullptr;
-  ASSERT_EQ(raw_->getBytes(&data, 290, 1000), 300);
-  EXPECT_EQ(std::string(data, 300), content_);
-  EXPECT_EQ(data[300], '\0');
   EXPECT_EQ(raw_->getBytes(&data, 1, 10), 0);
-  EXPECT_TRUE(raw_->close());
-}
-
-TEST_F(RawIOTest, AShortFileDeliversWhatItHasBelowTheMinimum) {
-  fs_.files["/data/f.txt"] = "tiny";
-  ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  const char* data = nullptr;
-  ASSERT_EQ(raw_->getBytes(&data, 10, 20), 4);
-  EXPECT_STREQ(data, "tiny");
-}
-
-TEST_F(RawIOTest, AFailedReadIsReportedThroughTheErrorMessage) {
-  ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  bridge().answer("HDFSFileRead", ScriptedAnswer::javaError(5, "checksum"));
-  const char* data = nullptr;
-  EXPECT_LT(raw_->getBytes(&data, 1, 10), 0);
-  EXPECT_TRUE(isMessage(raw_->getErrorMessage(), 1725)) << raw_->getErrorMessage().str();
-  EXPECT_LT(raw_->skipBytes(5), 0);
 }
 
 TEST_F(RawIOTest, SkipMovesInBufferSizedStepsAndReturnsZeroPastTheEnd) {
@@ -161,6 +148,10 @@ TEST_F(RawIOTest, SkipMovesInBufferSizedStepsAndReturnsZeroPastTheEnd) {
   ASSERT_EQ(raw_->getBytes(&data, 5, 5), 5);
   EXPECT_EQ(std::string(data, 5), "bbbbb");
   EXPECT_EQ(raw_->skipBytes(1000), 0);
+  // A failed read fails the skip, with its text.
+  bridge().answer("HDFSFileRead", ScriptedAnswer::javaError(5, "checksum"));
+  EXPECT_LT(raw_->skipBytes(5), 0);
+  EXPECT_TRUE(isMessage(raw_->getErrorMessage(), 1725)) << raw_->getErrorMessage().str();
 }
 
 TEST_F(RawIOTest, WritesReachHdfsInWholeBuffersAndTheRestAtClose) {
@@ -202,8 +193,9 @@ TEST_F(RawIOTest, AFailedFinalWriteStillClosesAndReportsTheWrite) {
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
 }
 
-TEST_F(RawIOTest, ClosingAReadStreamOnlyClosesTheFile) {
-  // Never opened: closes and ends without a call.
+// Closing a read stream only closes the file; the release ends file, service,
+// configuration and instance in that order. A stream never opened calls nothing.
+TEST_F(RawIOTest, CloseAndReleaseEndWhatTheStreamMadeInOrder) {
   uri_ = uri("hdfs://nn:8020/data/f.txt");
   raw_.reset(createRawIO(uri_.get(), nullptr));
   EXPECT_TRUE(raw_->close());
@@ -211,18 +203,16 @@ TEST_F(RawIOTest, ClosingAReadStreamOnlyClosesTheFile) {
   EXPECT_TRUE(bridge().eventLog().empty());
 
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  const size_t before = bridge().calls().size();
+  size_t before = bridge().eventLog().size();
   EXPECT_TRUE(raw_->close());
-  const std::vector<std::string> methods = bridge().methodsCalled();
-  EXPECT_THAT(std::vector<std::string>(methods.begin() + before, methods.end()),
-              ElementsAre("HDFSFileClose"));
-}
+  std::vector<std::string> events = bridge().eventLog();
+  EXPECT_THAT(std::vector<std::string>(events.begin() + before, events.end()),
+              ElementsAre("call HDFSFileClose"));
 
-TEST_F(RawIOTest, ReleaseEndsFileServiceConfigurationAndInstanceInThatOrder) {
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
-  const size_t before = bridge().eventLog().size();
+  before = bridge().eventLog().size();
   raw_.reset();
-  const std::vector<std::string> events = bridge().eventLog();
+  events = bridge().eventLog();
   EXPECT_THAT(std::vector<std::string>(events.begin() + before, events.end()),
               ElementsAre("call HDFSFileClose", "call HDFSRelease", "call CfgRelease",
                           "destroy HadoopClient"));

@@ -1,6 +1,9 @@
 // The stats parser and the directory walk built on it, over hand-made row sets,
-// including row sets that break the format.
+// including row sets that break the format. How one call leaves the next entry
+// pending shows in the walk.
 #include "hadoophdfs/hdfs_stats.h"
+
+#include <tuple>
 
 #include "hadoophdfs/ZOHadoopDirImpl.h"
 #include "hadoophdfs/hdfs_test_support.h"
@@ -9,67 +12,21 @@ namespace {
 
 class StatsTest : public HdfsTest {};
 
-TEST_F(StatsTest, EachCallConsumesOneEntryAndLeavesTheNextEntryRowPending) {
-  RowSetOwner rows = makeStatsRows({{std::nullopt, "a"},
-                                    {"Size", "5"},
-                                    {"IsDir", "false"},
-                                    {std::nullopt, "b"},
-                                    {"ModDate", "2026-11-22T08:15:30.250Z"}});
-  int rowIndex = 0;
-  zowlpParameter* pending = nullptr;
-  ZOHadoopHDFSMember first;
-  ZobString err("stale");
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &first, &err));
-  EXPECT_TRUE(err.isNull());
-  EXPECT_EQ(first.name.str(), "a");
-  EXPECT_EQ(first.size, 5);
-  EXPECT_TRUE(first.isDir);
-  EXPECT_FALSE(first.modDate.isSet());
-  EXPECT_EQ(rowIndex, 3);
-  ASSERT_NE(pending, nullptr);
-  EXPECT_STREQ(pending[1].value.string, "b");
-
-  ZOHadoopHDFSMember second;
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &second, &err));
-  EXPECT_EQ(second.name.str(), "b");
-  EXPECT_EQ(second.modDate.toString().str(), "2026-11-22T08:15:30.250Z");
-  EXPECT_FALSE(second.isDir);
-  EXPECT_EQ(second.size, 0);
-  EXPECT_EQ(rowIndex, 5);
-  EXPECT_EQ(pending, nullptr);
-
-  // Exhausted: nothing more is read, the record is only reset.
-  second.size = 9;
-  ASSERT_TRUE(getStats(&rowIndex, rows.get(), &pending, &second, &err));
-  EXPECT_EQ(rowIndex, 5);
-  EXPECT_EQ(second.size, 0);
-  EXPECT_EQ(second.name.str(), "b");
-}
-
-// One entry parsed from the start of a table: its fields and where it stopped.
-struct Parsed {
-  std::string name;
-  long size;
-  bool isDir;
-  int permissions;
-  bool dated;
-  int rowIndex;
-};
+// One entry parsed from the start of a table: name, size, is a directory,
+// permissions, dated, and the row where it stopped.
+using Parsed = std::tuple<std::string, long, bool, int, bool, int>;
 
 Parsed firstEntry(const StatsTable& table, int columns = 2) {
   RowSetOwner rows = makeStatsRows(table, columns);
-  Parsed out{};
   zowlpParameter* pending = nullptr;
   ZOHadoopHDFSMember entry;
   entry.name = ZobString("old");
-  EXPECT_TRUE(getStats(&out.rowIndex, rows.get(), &pending, &entry, nullptr));
+  entry.size = entry.permissions = 99;  // the fields start over with each entry
+  int rowIndex = 0;
+  EXPECT_TRUE(getStats(&rowIndex, rows.get(), &pending, &entry, nullptr));
   EXPECT_FALSE(entry.name.isNull());
-  out.name = entry.name.str();
-  out.size = entry.size;
-  out.isDir = entry.isDir;
-  out.permissions = entry.permissions;
-  out.dated = entry.modDate.isSet();
-  return out;
+  return {entry.name.str(), entry.size, entry.isDir, entry.permissions, entry.modDate.isSet(),
+          rowIndex};
 }
 
 // Only exact keys set fields; bad values give zero or keep the date unset;
@@ -92,49 +49,20 @@ TEST_F(StatsTest, FieldsComeOnlyFromExactKeysAndGoodValues) {
       {"large decimal numbers",
        entryStats("big", {{"Size", "8589934592"}, {"Permissions", "493"}}),
        2, {"big", 8589934592L, false, 493, false, 3}},
-      {"null name cell", {{std::nullopt, std::nullopt}, {"Size", "3"}}, 2, {"", 3, false, 0, false, 2}},
+      {"null name cell", {{std::nullopt, std::nullopt}, {"IsDir", "x"}}, 2, {"", 0, true, 0, false, 2}},
       {"single column", {{std::nullopt}, {"Size"}, {"IsDir"}}, 1, {"", 0, true, 0, false, 3}},
       {"properties before any entry row",
        {{"Size", "7"}, {"IsDir", "x"}, {std::nullopt, "n"}}, 2, {"old", 7, true, 0, false, 2}},
   };
   for (const Case& c : cases) {
-    const Parsed got = firstEntry(c.table, c.columns);
-    EXPECT_EQ(got.name, c.expected.name) << c.what;
-    EXPECT_EQ(got.size, c.expected.size) << c.what;
-    EXPECT_EQ(got.isDir, c.expected.isDir) << c.what;
-    EXPECT_EQ(got.permissions, c.expected.permissions) << c.what;
-    EXPECT_EQ(got.dated, c.expected.dated) << c.what;
-    EXPECT_EQ(got.rowIndex, c.expected.rowIndex) << c.what;
+    EXPECT_EQ(firstEntry(c.table, c.columns), c.expected) << c.what;
   }
-}
-
-TEST_F(StatsTest, UnreadableRowFailsWithoutMovingTheCount) {
-  RowSetOwner rows = makeStatsRows(entryStats("a", {{"Size", "5"}, {"IsDir", ""}}));
-  zowlpRowSet_testFailNextRowAt(rows.get(), 2, WLP_ERR_MEMORY);
-  int rowIndex = 0;
-  zowlpParameter* pending = nullptr;
-  ZOHadoopHDFSMember entry;
-  ZobString err;
-  EXPECT_FALSE(getStats(&rowIndex, rows.get(), &pending, &entry, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-  EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos) << err.str();
-  EXPECT_EQ(rowIndex, 0);
-  // What the rows before the failure set stays.
-  EXPECT_EQ(entry.name.str(), "a");
-  EXPECT_EQ(entry.size, 5);
-  EXPECT_FALSE(entry.isDir);
 }
 
 // ---- The directory walk ------------------------------------------------------------
 
-struct Entry {
-  std::string name;
-  long size;
-  std::string date;
-  unsigned long millis;
-  bool isDir;
-  bool readOnly;
-};
+// name, size, date, milliseconds, is a directory, is read-only
+using Entry = std::tuple<std::string, long, std::string, unsigned long, bool, bool>;
 
 class DirectoryTest : public HdfsTest {
  protected:
@@ -145,17 +73,20 @@ class DirectoryTest : public HdfsTest {
   static bool next(ZOHadoopDirectory* dir, Entry* out, ZobString* err) {
     ZobString name;
     ZobDate date;
-    out->size = -1;
-    out->millis = 1;
-    out->isDir = out->readOnly = false;
-    const bool got =
-        dir->next(&name, &out->size, &date, &out->millis, &out->isDir, &out->readOnly, err);
-    out->name = name.str();
-    out->date = date.toString().str();
+    auto& [text, size, dateText, millis, isDir, readOnly] = *out;
+    size = -1;
+    millis = 1;
+    isDir = readOnly = false;
+    const bool got = dir->next(&name, &size, &date, &millis, &isDir, &readOnly, err);
+    text = name.str();
+    dateText = date.toString().str();
     return got;
   }
 };
 
+// Permissions without the "others may write" bit read as read-only; a date
+// before 1970 gives its signed milliseconds as an unsigned value; a listing
+// that ends on an entry row delivers it bare.
 TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
   StatsTable table = entryStats("sub", {{"IsDir", "false"}, {"Permissions", "493"}});
   for (const auto& row : entryStats("f.csv", {{"Size", "12"},
@@ -168,62 +99,22 @@ TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
   }
   table.push_back({std::nullopt, "tail"});
   DirOwner dir = listing(table);
+  const std::string epoch = "1970-01-01T00:00:00.000Z";
+  const std::vector<Entry> expected = {
+      {"sub", 0, epoch, 0, true, true},
+      {"f.csv", 12, "2026-11-22T08:15:30.250Z", 1795335330250UL, false, false},
+      {"old", 0, "1969-12-31T23:59:59.000Z", static_cast<unsigned long>(-1000LL), false, true},
+      {"tail", 0, epoch, 0, false, true}};
 
-  Entry e;
+  std::vector<Entry> walked;
   ZobString err("stale");
-  ASSERT_TRUE(next(dir.get(), &e, &err));
+  for (Entry e; next(dir.get(), &e, &err);) walked.push_back(e);
+  EXPECT_EQ(walked, expected);
   EXPECT_TRUE(err.isNull());
-  EXPECT_EQ(e.name, "sub");
-  EXPECT_TRUE(e.isDir);
-  EXPECT_TRUE(e.readOnly);
-  EXPECT_EQ(e.size, 0);
-
-  ASSERT_TRUE(next(dir.get(), &e, &err));
-  EXPECT_EQ(e.name, "f.csv");
-  EXPECT_FALSE(e.isDir);
-  EXPECT_FALSE(e.readOnly);
-  EXPECT_EQ(e.size, 12);
-  ZobDate expected;
-  ASSERT_TRUE(expected.assign("2026-11-22T08:15:30.250Z"));
-  EXPECT_EQ(e.millis, static_cast<unsigned long>(expected.millis()));
-
-  // Before 1970: the signed milliseconds, as an unsigned value.
-  ASSERT_TRUE(next(dir.get(), &e, &err));
-  EXPECT_EQ(e.millis, static_cast<unsigned long>(-1000LL));
-
-  // A listing that ends on an entry row delivers it bare.
-  ASSERT_TRUE(next(dir.get(), &e, &err));
-  EXPECT_EQ(e.name, "tail");
-  EXPECT_EQ(e.size, 0);
-  EXPECT_FALSE(e.isDir);
-  EXPECT_TRUE(e.readOnly);
-  EXPECT_EQ(e.date, "1970-01-01T00:00:00.000Z");
-  EXPECT_EQ(e.millis, 0u);
-
-  err = ZobString("stale");
-  EXPECT_FALSE(next(dir.get(), &e, &err));
-  EXPECT_TRUE(err.isNull());
-  EXPECT_FALSE(next(dir.get(), &e, nullptr));
+  EXPECT_FALSE(next(dir.get(), &walked[0], nullptr));
 }
 
-TEST_F(DirectoryTest, FalseLeavesEveryOutputUntouched) {
-  DirOwner dir = listing({});
-  ZobString name("keep");
-  long size = 7;
-  ZobDate date;
-  date.setMillis(1234);
-  unsigned long millis = 8;
-  bool isDir = true, readOnly = true;
-  ZobString err("stale");
-  EXPECT_FALSE(dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err));
-  EXPECT_TRUE(err.isNull());
-  EXPECT_EQ(name.str(), "keep");
-  EXPECT_EQ(size, 7);
-  EXPECT_EQ(date.millis(), 1234);
-  EXPECT_EQ(millis, 8u);
-  EXPECT_TRUE(isDir && readOnly);
-}
-
+// A closed walk answers false at once and leaves the outputs untouched.
 TEST_F(DirectoryTest, CloseEndsTheWalkAndMayBeRepeated) {
   DirOwner dir = listing(entryStats("a", {{"Size", "1"}}));
   const int live = zowlpTestLiveObjects();
@@ -235,6 +126,7 @@ TEST_F(DirectoryTest, CloseEndsTheWalkAndMayBeRepeated) {
   err = ZobString("stale");
   EXPECT_FALSE(next(dir.get(), &e, &err));
   EXPECT_TRUE(err.isNull());
+  EXPECT_EQ(e, (Entry{"", -1, "1970-01-01T00:00:00.000Z", 1, false, false}));
 }
 
 TEST_F(DirectoryTest, UnreadableRowReportsAndTheRowsBeforeItAreNotDeliveredTwice) {
@@ -248,10 +140,10 @@ TEST_F(DirectoryTest, UnreadableRowReportsAndTheRowsBeforeItAreNotDeliveredTwice
   Entry e;
   ZobString err;
   ASSERT_TRUE(next(dir.get(), &e, &err));
-  EXPECT_EQ(e.name, "a");
+  EXPECT_EQ(std::get<0>(e), "a");
   EXPECT_FALSE(next(dir.get(), &e, &err));
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-  EXPECT_EQ(e.name, "");  // outputs of a false answer were not written
+  EXPECT_EQ(std::get<0>(e), "");  // outputs of a false answer were not written
 }
 
 }  // namespace

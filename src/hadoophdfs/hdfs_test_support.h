@@ -21,28 +21,12 @@ using FileOwner = std::unique_ptr<ZOHadoopFile, ReleaseDeleter<ZOHadoopFile>>;
 using DirOwner = std::unique_ptr<ZOHadoopDirectory, ReleaseDeleter<ZOHadoopDirectory>>;
 
 // A stats row set of string cells (std::nullopt: a null cell), owned by the test.
-struct RowSetDeleter {
-  void operator()(zowlpRowSet* rows) const { zowlpRowSet_destroy(rows); }
-};
-using RowSetOwner = std::unique_ptr<zowlpRowSet, RowSetDeleter>;
+using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
 
 inline RowSetOwner makeStatsRows(const StatsTable& table, int columns = 2) {
-  const std::string types(static_cast<size_t>(columns), static_cast<char>(WLP_TYPE_STRING));
-  RowSetOwner rows(zowlpRowSet_create(types.c_str()));
-  for (const auto& row : table) {
-    std::vector<zowlpParameter> cells(static_cast<size_t>(columns));
-    zohClearParams(cells.data(), columns);
-    for (int c = 0; c < columns; ++c) {
-      cells[c].type = WLP_TYPE_STRING;
-      if (c < static_cast<int>(row.size()) && row[c]) {
-        cells[c].present = 1;
-        cells[c].value.string = row[c]->c_str();
-        cells[c].length = static_cast<int32_t>(row[c]->size());
-      }
-    }
-    EXPECT_EQ(zowlpRowSet_addRow(rows.get(), cells.data()), 0);
-  }
-  return rows;
+  zowlpRowSet* rows = nullptr;
+  EXPECT_EQ(buildRowSet(ScriptedValue::ofStringRows(table, columns), &rows), ZOJNI_OK);
+  return RowSetOwner(rows);
 }
 
 // The stats of one entry as the Java side sends them: entry row, then properties.
@@ -76,15 +60,10 @@ class HdfsTest : public LibraryTest {
     bridge().answer("HDFSOpenFile", ScriptedAnswer::outputs(outputs));
   }
 
-  FileOwner openFile(ZOHadoopHDFS* hdfs, const char* path = "/data/f.txt",
-                     ZobTxtFileOpenMode mode = ZOB_TXTFILE_READ) {
+  FileOwner openFile(ZOHadoopHDFS* hdfs, const char* path = "/data/f.txt") {
     ZobString err;
-    FileOwner file(hdfs->openFile(nullptr, path, mode, 0, 4096, &err));
+    FileOwner file(hdfs->openFile(nullptr, path, ZOB_TXTFILE_READ, 0, 4096, &err));
     EXPECT_NE(file, nullptr) << err.str();
     return file;
   }
-
-  // Log lines of the service, of files and of the whole HDFS family.
-  std::vector<std::string> serviceLog() const { return log_.of("ZO.Hadoop.HDFS"); }
-  std::vector<std::string> fileLog() const { return log_.of("ZO.Hadoop.HDFS.File"); }
 };

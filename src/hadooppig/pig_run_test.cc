@@ -1,4 +1,5 @@
-// What a Pig run sends, and how it reads the answers of "RunCommands" and "Wait".
+// A Pig client: its own proxy, what a run sends and how it reads the answers of
+// "RunCommands" and "Wait", stop, clear and the way it ends.
 #include <memory>
 
 #include "ZOHadoopPig.h"
@@ -6,9 +7,12 @@
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "zob_options.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 namespace {
 
@@ -19,7 +23,7 @@ struct OptionsReleaser {
 };
 using OptionsOwner = std::unique_ptr<ZobConfigOptions, OptionsReleaser>;
 
-class PigRunTest : public JobTest {
+class PigTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
@@ -31,10 +35,11 @@ class PigRunTest : public JobTest {
     return ScriptedAnswer::outputs({ScriptedValue::ofObject(run), rows(lines)});
   }
 
-  ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr) {
-    ZobString err;
-    ZOHadoopPig* pig = hadoop_->createPig(cfg, "", &err);
+  ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr, const char* directory = "") {
+    ZobString err("untouched");
+    ZOHadoopPig* pig = hadoop_->createPig(cfg, directory, &err);
     EXPECT_NE(pig, nullptr) << err.str();
+    EXPECT_TRUE(err.isNull());
     return pig;
   }
 
@@ -46,21 +51,19 @@ class PigRunTest : public JobTest {
   static StringTable parametersSent() { return lastRun().inputs.at(2).stringTable(); }
 };
 
-TEST_F(PigRunTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
+TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err)) << err.str();
 
   const ScriptedCall run = lastRun();
   EXPECT_EQ(run.proxyName, "HadoopPigClient");
-  EXPECT_EQ(run.signature, HADOOP_PIG_RUNCOMMANDS_SIG_OUT);
   EXPECT_THAT(run.inputs, ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT),
                                       ScriptedValue::ofNull(WLP_TYPE_STRING),
                                       ScriptedValue::ofNull(WLP_TYPE_ROWSET),
                                       ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
   EXPECT_THAT(bridge().rowSetCreations(), IsEmpty());
   const ScriptedCall wait = *bridge().lastCallTo("Wait");
-  EXPECT_EQ(wait.signature, HADOOP_PIG_WAIT_SIG_OUT);
   EXPECT_THAT(wait.inputs, ElementsAre(ScriptedValue::ofObject(kRun)));
   EXPECT_EQ(wait.proxyId, run.proxyId);
 
@@ -69,10 +72,9 @@ TEST_F(PigRunTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFi
   ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err)) << err.str();
   EXPECT_EQ(lastRun().inputs.at(0), ScriptedValue::ofObject(17));
   EXPECT_EQ(lastRun().inputs.at(1), ScriptedValue::ofString(script));
-  EXPECT_EQ(lastRun().inputs.at(1).length, static_cast<int>(script.size()));
 }
 
-TEST_F(PigRunTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
+TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
   ZOHadoopPig* pig = makePig();
   ZobString err("untouched");
   EXPECT_TRUE(pig->setParameter("Name", "a", &err));
@@ -86,20 +88,20 @@ TEST_F(PigRunTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
 
   const ScriptedCall run = lastRun();
-  EXPECT_EQ(run.inputs.at(2).columnTypes, HADOOP_PIG_RUNCOMMANDS_ARGS_COLS);
   EXPECT_EQ(run.inputs.at(2).stringTable(),
             (StringTable{{"Alpha", "1"}, {"empty", std::nullopt}, {"Name", "b"}}));
-  EXPECT_EQ(run.inputs.at(3).columnTypes, HADOOP_PIG_RUNCOMMANDS_JARS_COLS);
   EXPECT_EQ(run.inputs.at(3).stringTable(),
             (StringTable{{"z.jar"}, {"a.jar"}, {"z.jar"}}));
   // Both row sets belong to the client's own proxy, not the main one.
+  ASSERT_EQ(bridge().rowSetCreations().size(), 2u);
   for (const ScriptedRowSetCreation& made : bridge().rowSetCreations()) {
     EXPECT_EQ(made.proxyId, run.proxyId);
   }
-  EXPECT_EQ(bridge().rowSetCreations().size(), 2u);
 }
 
-TEST_F(PigRunTest, OptionsOverrideParametersAndStayForLaterRuns) {
+// Options override parameters and stay for later runs, even when the run they
+// came with failed before anything was sent.
+TEST_F(PigTest, OptionsOverrideParametersAndStayForLaterRuns) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   pig->setParameter("input", "/from/parameter", &err);
@@ -109,15 +111,17 @@ TEST_F(PigRunTest, OptionsOverrideParametersAndStayForLaterRuns) {
   options->setOption("INPUT", "/from/option");
   options->setOption("extra", "e");
 
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err)) << err.str();
-  const StringTable expected{{"extra", "e"}, {"input", "/from/option"}, {"keep", "k"}};
-  EXPECT_EQ(parametersSent(), expected);
+  bridge().failAddRowAt(1, 1, WLP_ERR_MEMORY);
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err));
+  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+  EXPECT_EQ(bridge().callCount("RunCommands"), 0);
   options.reset();
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
-  EXPECT_EQ(parametersSent(), expected);
+  EXPECT_EQ(parametersSent(),
+            (StringTable{{"extra", "e"}, {"input", "/from/option"}, {"keep", "k"}}));
 }
 
-TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWaitOrIntoTheError) {
+TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
   bridge().answer("RunCommands", started(kRun, {"job_7 started", "2 stages"}));
   bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
   ZOHadoopPig* pig = makePig();
@@ -127,7 +131,6 @@ TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWaitOrIntoTheError) {
   ASSERT_TRUE(pig->runCommands(&poll, &text, "x", nullptr, &err)) << err.str();
   EXPECT_THAT(text.texts, ElementsAre("start: job_7 started\n2 stages",
                                       "final: Success!\n2 files written"));
-  EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
   EXPECT_EQ(bridge().lastCallTo("RunCommands")->pollValue, 250);
   EXPECT_EQ(bridge().lastCallTo("Wait")->pollValue, 250);
 
@@ -137,21 +140,11 @@ TEST_F(PigRunTest, RunHandleAndTextsFlowThroughStartAndWaitOrIntoTheError) {
   ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(901));
   EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(901));
-
-  // A failed run puts the proxy's text into the error, with or without a sink.
-  bridge().answer("RunCommands", started(kRun, {"run started"}));
-  bridge().answer("Wait", waitAnswer(false, {"ERROR 1000: parse error", "line 1"}));
-  text.texts.clear();
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
-  EXPECT_EQ(err.str(), "ERROR 1000: parse error\nline 1");
-  EXPECT_THAT(text.texts, ElementsAre("start: run started"));
-  err = ZobString();
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_EQ(err.str(), "ERROR 1000: parse error\nline 1");
 }
 
-// A start text that cannot be read shows whether it was built.
-TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
+// A start text that cannot be read shows whether it was built. (An unreadable
+// start answer fails the run: the fault sweep holds every run to that.)
+TEST_F(PigTest, StartTextIsBuiltOnlyForASink) {
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
   bridge().answer("RunCommands",
@@ -164,10 +157,9 @@ TEST_F(PigRunTest, StartTextIsBuiltOnlyForASink) {
   EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_EQ(bridge().callCount("Wait"), 1);
-
 }
 
-TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
+TEST_F(PigTest, StartAnswersDecideWhatIsWaitedFor) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
@@ -178,19 +170,10 @@ TEST_F(PigRunTest, StartAnswersDecideWhatIsWaitedFor) {
   ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(kRun));
   EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
-
-  bridge().answer("RunCommands", ScriptedAnswer::unreadable());
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
-  EXPECT_THAT(err.str(), HasSubstr("(MapReduce Object)"));
-
-  bridge().answer("RunCommands", ScriptedAnswer::javaError(11, "no cluster"));
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_THAT(err.str(), HasSubstr("no cluster"));
-  EXPECT_EQ(bridge().callCount("Wait"), 2);
 }
 
-TEST_F(PigRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
+// The wait is the job's: no readable answer counts as success, a failed call does not.
+TEST_F(PigTest, WaitWithoutReadableAnswerCountsAsSuccess) {
   bridge().answerSequence("Wait",
                           {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
                            ScriptedAnswer::status(ZOJNI_ERR_JVM)});
@@ -204,43 +187,85 @@ TEST_F(PigRunTest, WaitWithoutReadableAnswerCountsAsSuccess) {
   EXPECT_TRUE(isMessage(err, 1726)) << err.str();
 }
 
-TEST_F(PigRunTest, RowSetProblemsEndTheRunBeforeAnyCall) {
+TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
+  // Nothing here acquires the main proxy, and an instance without one drops its
+  // children unended: each client is released by hand.
+  makePig(nullptr, "")->release();
+  ZobString err;
+  ASSERT_TRUE(hadoop_->setProperty("pig_java_proxy_dir_name", "/from/property", &err));
+  makePig(nullptr, "")->release();
+  makePig(nullptr, "/again/argument")->release();
+
+  std::vector<std::string> directories;
+  for (const ScriptedCreation& creation : bridge().creations()) {
+    EXPECT_EQ(creation.className, "com.zorvanta.proxy.pig.HadoopPigClientJPC");
+    EXPECT_TRUE(creation.fromProxy);
+    directories.push_back(creation.optionDirectory);
+  }
+  EXPECT_THAT(directories, ElementsAre("pig", "/from/property", "/again/argument"));
+
+  // Once there is a main proxy, a client's hangs off it.
+  ASSERT_TRUE(hadoop_->getProxy("", &err));
+  makePig()->release();
+  const std::vector<ScriptedCreation> made = bridge().creations();
+  ASSERT_EQ(made.size(), 5u);
+  EXPECT_EQ(made[4].baseId, made[3].proxyId);
+}
+
+TEST_F(PigTest, FailedProxyLeavesNoClientBehind) {
+  bridge().onCreate("HadoopPigClient", ScriptedCreateScript::failing(
+                                           ZOJNI_ERR_CREATE, {{2, "pig jar not found"}}));
+  ZobString err;
+  EXPECT_EQ(hadoop_->createPig(nullptr, "", &err), nullptr);
+  EXPECT_THAT(err.str(), HasSubstr("pig jar not found"));
+  EXPECT_THAT(bridge().calls(), IsEmpty());
+  EXPECT_THAT(bridge().eventLog(), Not(Contains(StartsWith("destroy"))));
+}
+
+TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
   ZOHadoopPig* pig = makePig();
   ZobString err;
-  pig->registerJar("udf.jar", &err);
-
-  bridge().failRowSetCreate(1);
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
-  EXPECT_THAT(err.str(), HasSubstr("(Jars RowSet)"));
+  pig->clear();
+  EXPECT_THAT(bridge().calls(), IsEmpty());
+  // Stop asks the Java side even before any run, with no run handle.
+  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop")->proxyName, "HadoopPigClient");
+  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
 
   pig->setParameter("p", "v", &err);
-  bridge().failRowSetCreate(2);
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_THAT(err.str(), HasSubstr("(Args RowSet)"));
-
-  // Row set 3 carries the parameters, row set 4 the jars.
-  bridge().failRowSetCreate(4);
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_THAT(err.str(), HasSubstr("(Jars RowSet)"));
-
-  // Row set 5: the parameters, whose second row is the merged option.
-  bridge().failAddRowAt(5, 1, WLP_ERR_MEMORY);
-  OptionsOwner options(zobCreateConfigOptions());
-  options->setOption("q", "w");
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err));
-  EXPECT_TRUE(isMessage(err, 768)) << err.str();
-
-  // Row set 6 holds the parameters again, row set 7 the jars.
-  bridge().failAddRowAt(7, 0, WLP_ERR_TYPE);
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 768)) << err.str();
-
-  EXPECT_EQ(bridge().callCount("RunCommands"), 0);
-
-  // What a failed run merged in is still there for the next one.
+  pig->registerJar("udf.jar", &err);
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
-  EXPECT_EQ(parametersSent(), (StringTable{{"p", "v"}, {"q", "w"}}));
+  // A failed release still forgets the run.
+  bridge().answer("Release", ScriptedAnswer::javaError(4, "run unknown"));
+  pig->clear();
+  EXPECT_EQ(bridge().lastCallTo("Release")->inputs.at(0), ScriptedValue::ofObject(900));
+
+  pig->clear();
+  EXPECT_EQ(bridge().callCount("Release"), 1);
+  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().callCount("Stop"), 2);
+
+  // Jars and parameters went with the clear.
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  const ScriptedCall run = *bridge().lastCallTo("RunCommands");
+  EXPECT_EQ(run.inputs.at(2), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+  EXPECT_EQ(run.inputs.at(3), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+}
+
+TEST_F(PigTest, EndingReleasesTheRunThenItsOwnProxy) {
+  ZOHadoopPig* before = makePig();
+  ZOHadoopPig* after = makePig();
+  before->release();
+  ZobString err;
+  ASSERT_TRUE(after->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  hadoop_.reset();
+
+  EXPECT_THAT(bridge().eventLog(),
+              ElementsAre("create HadoopPigClient", "create HadoopPigClient",
+                          "destroy HadoopPigClient", "create HadoopClient",
+                          "call RunCommands", "call Wait", "call Release",
+                          "destroy HadoopPigClient", "destroy HadoopClient"));
 }
 
 }  // namespace

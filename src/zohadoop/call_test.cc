@@ -1,5 +1,5 @@
-// The call path: error texts, response ownership, polling, row-set helpers and
-// calls that run beside each other.
+// The call path: error texts, response ownership, polling and calls that run
+// beside each other. Text rows are joined as the job texts show.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -9,12 +9,13 @@
 
 #include "zohadoop/core_test_support.h"
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 namespace {
 
 using ResponseOwner = std::unique_ptr<zowlpResponse, ZowlpResponseDeleter>;
-using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
 
 class CallTest : public CoreTest {
  protected:
@@ -70,14 +71,11 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
   EXPECT_EQ(response, nullptr);
   EXPECT_TRUE(isMessage(err, 1725)) << err.str();
-  EXPECT_NE(err.str().find("Work"), std::string::npos);
-  EXPECT_NE(err.str().find("42"), std::string::npos);
-  EXPECT_NE(err.str().find("it broke"), std::string::npos);
+  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
 
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
   EXPECT_TRUE(isMessage(err, 1726)) << err.str();
-  EXPECT_NE(err.str().find("Work"), std::string::npos);
-  EXPECT_NE(err.str().find("3"), std::string::npos);
+  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
 
   // Without an error argument the response is the caller's to destroy.
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, nullptr));
@@ -112,26 +110,6 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   made = *bridge().lastCallTo("Run");
   EXPECT_FALSE(made.pollGiven);
   EXPECT_TRUE(made.polls.empty());
-}
-
-// Empty and unreadable row sets are pinned through the job texts.
-TEST_F(CallTest, BuildTextJoinsFirstColumnsWithNewlines) {
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->getProxy("", &err));
-  RowSetOwner rows(hadoop->createRowSet("\x0b\x0b", &err));
-  ASSERT_TRUE(rows);
-  const ZobString lines[][2] = {{"one", "x"}, {"", "y"}, {"three", "z"}};
-  for (const auto& line : lines) {
-    zowlpParameter row[2];
-    zohClearParams(row, 2);
-    zohSetString(&row[0], line[0]);
-    zohSetString(&row[1], line[1]);
-    ASSERT_EQ(zowlpRowSet_addRow(rows.get(), row), 0);
-  }
-  ZobString text("stale");
-  ASSERT_TRUE(hadoop->buildText(rows.get(), &text, &err));
-  EXPECT_EQ(text.str(), "one\n\nthree");
 }
 
 // A call blocked inside the bridge must not hold the instance lock: another

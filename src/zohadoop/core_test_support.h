@@ -18,13 +18,6 @@
 #include "zohadoop/ZOHadoopImpl.h"
 #include "zowlp.h"
 
-struct CapturedLine {
-  int level;
-  std::string logger;
-  std::string file;
-  std::string text;
-};
-
 // Every log event while alive, whatever the threshold.
 class LogCapture {
  public:
@@ -33,15 +26,12 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  std::vector<CapturedLine> lines() const {
-    std::lock_guard<std::mutex> hold(mutex_);
-    return lines_;
-  }
   // The lines of one logger as "<level> <text>".
   std::vector<std::string> of(const std::string& logger) const {
+    std::lock_guard<std::mutex> hold(mutex_);
     std::vector<std::string> out;
-    for (const CapturedLine& line : lines()) {
-      if (line.logger == logger) out.push_back(std::to_string(line.level) + " " + line.text);
+    for (const auto& [name, line] : lines_) {
+      if (name == logger) out.push_back(line);
     }
     return out;
   }
@@ -51,16 +41,16 @@ class LogCapture {
   }
 
  private:
-  static void record(void* context, ZoLoggingLevel level, const char* logger,
-                     const char* file, int /*line*/, const char* text) {
+  static void record(void* context, ZoLoggingLevel level, const char* logger, const char*,
+                     int, const char* text) {
     auto* self = static_cast<LogCapture*>(context);
     std::lock_guard<std::mutex> hold(self->mutex_);
-    self->lines_.push_back({static_cast<int>(level), logger ? logger : "",
-                            file ? file : "", text ? text : ""});
+    self->lines_.emplace_back(logger ? logger : "",
+                              std::to_string(static_cast<int>(level)) + " " + (text ? text : ""));
   }
 
   mutable std::mutex mutex_;
-  std::vector<CapturedLine> lines_;
+  std::vector<std::pair<std::string, std::string>> lines_;  // logger, "<level> <text>"
 };
 
 template <class T>
@@ -75,11 +65,7 @@ using InstanceOwner = std::unique_ptr<ZOHadoopImpl, ReleaseDeleter<ZOHadoopImpl>
 class FixedPoll final : public HadoopPollStatus {
  public:
   int pollInterval() override { return 250; }
-  bool poll(int64_t, int64_t, const char*) override {
-    ++polls;
-    return true;
-  }
-  int polls = 0;
+  bool poll(int64_t, int64_t, const char*) override { return true; }
 };
 
 // A fresh bridge script, a log capture, and wire objects counted.
