@@ -2,6 +2,7 @@
 
 #include <locale.h>
 
+#include <algorithm>
 #include <cctype>
 #include <clocale>
 #include <csetjmp>
@@ -113,20 +114,63 @@ jint createVmUnderUtf8(JavaVM** vm, JNIEnv** env, JavaVMInitArgs* args) {
   return rc;
 }
 
+// Memory defaults for a client inside a host process, each dropped when the
+// user's options choose the same thing (two collectors, or an initial heap above
+// the user's cap, would stop the JVM from starting). The serial collector has
+// no worker threads and a young generation sized from the initial heap, which
+// -Xms keeps small: Hadoop's client allocates little, and file data lands in
+// native memory, not on the heap. The cap leaves room for a MapReduce job's
+// sort buffer or a Pig job run in process.
+struct MemoryDefault {
+  const char* option;
+  bool (*replacedBy)(const std::string& userOption);
+};
+
+bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+
+bool choosesCollector(const std::string& o) {
+  return (startsWith(o, "-XX:+Use") || startsWith(o, "-XX:-Use")) && o.size() > 2 &&
+         o.compare(o.size() - 2, 2, "GC") == 0;
+}
+
+bool sizesHeap(const std::string& o) {
+  for (const char* p : {"-Xms", "-Xmx", "-XX:InitialHeapSize", "-XX:MaxHeapSize", "-XX:MinHeapSize",
+                        "-XX:MaxRAM", "-XX:InitialRAMPercentage", "-XX:MaxRAMPercentage",
+                        "-XX:MinRAMPercentage"}) {
+    if (startsWith(o, p)) return true;
+  }
+  return false;
+}
+
+bool never(const std::string&) { return false; }
+
+const MemoryDefault kMemoryDefaults[] = {
+    {"-XX:+UseSerialGC", choosesCollector},
+    {"-Xms16m", sizesHeap},
+    {"-Xmx1g", sizesHeap},
+    // No /tmp/hsperfdata file for every host process (jstat and jps do not see it).
+    {"-XX:-UsePerfData", never},
+};
+
 std::vector<std::string> jvmOptions() {
-  std::vector<std::string> options(std::begin(kDefaultOptions), std::end(kDefaultOptions));
-  const char* text = std::getenv("ZOH_JVM_OPTIONS");
-  if (text == nullptr) return options;
-  std::string current;
-  for (const char* p = text;; ++p) {
-    if (*p == '\0' || std::isspace(static_cast<unsigned char>(*p))) {
-      if (!current.empty()) options.push_back(current);
-      current.clear();
-      if (*p == '\0') break;
-    } else {
-      current.push_back(*p);
+  std::vector<std::string> user;
+  if (const char* text = std::getenv("ZOH_JVM_OPTIONS")) {
+    std::string current;
+    for (const char* p = text;; ++p) {
+      if (*p == '\0' || std::isspace(static_cast<unsigned char>(*p))) {
+        if (!current.empty()) user.push_back(current);
+        current.clear();
+        if (*p == '\0') break;
+      } else {
+        current.push_back(*p);
+      }
     }
   }
+  std::vector<std::string> options(std::begin(kDefaultOptions), std::end(kDefaultOptions));
+  for (const MemoryDefault& d : kMemoryDefaults) {
+    if (std::none_of(user.begin(), user.end(), d.replacedBy)) options.push_back(d.option);
+  }
+  options.insert(options.end(), user.begin(), user.end());
   return options;
 }
 

@@ -62,6 +62,7 @@ final class ClientConfiguration {
   /** What the services and jobs are made from: a copy, with Hadoop's waits bounded. */
   synchronized Configuration hadoop() {
     Configuration bounded = BoundedWaits.over(conf);
+    bounded.setClassLoader(ServiceClassLoader.INSTANCE);
     KerberosLogin.fitSimple(bounded);
     return bounded;
   }
