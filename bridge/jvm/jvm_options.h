@@ -1,0 +1,16 @@
+// The options of the JVM that the bridge starts.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zojni {
+
+// The bridge's defaults, then the user's options (`text`, ZOH_JVM_OPTIONS, split
+// at white space; null for none), so that a user's option of the same name
+// wins. A memory default is left out when a user's option chooses the same
+// thing: any heap size replaces both of the heap defaults, any collector the
+// serial one.
+std::vector<std::string> jvmOptions(const char* text);
+
+}  // namespace zojni
