@@ -1,6 +1,7 @@
 #include "jvm_host.h"
 
 #include <locale.h>
+#include <sys/stat.h>
 
 #include <clocale>
 #include <csetjmp>
@@ -10,6 +11,7 @@
 #include <mutex>
 #include <vector>
 
+#include "class_cache.h"
 #include "jni_refs.h"
 #include "jvm_options.h"
 #include "zojni.h"
@@ -89,6 +91,15 @@ jint createVmUnderUtf8(JavaVM** vm, JNIEnv** env, JavaVMInitArgs* args) {
   return rc;
 }
 
+// The class data sharing archive that the build or the installation made in the
+// proxy home (bridge/jvm/archive): the classes of a program's first calls
+// parsed and verified once, not at every start. Empty when there is none.
+std::string classArchive() {
+  const std::string archive = proxyHome() + "/lib/zox-classes.jsa";
+  struct stat st;
+  return ::stat(archive.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? archive : std::string();
+}
+
 // Under g_startMutex. Adopts the host's JVM when one runs, else creates one; the
 // creating thread comes out attached.
 bool startVm(std::string* why) {
@@ -103,7 +114,7 @@ bool startVm(std::string* why) {
     g_vm = running;
     return true;
   }
-  std::vector<std::string> texts = jvmOptions(std::getenv("ZOH_JVM_OPTIONS"));
+  std::vector<std::string> texts = jvmOptions(std::getenv("ZOH_JVM_OPTIONS"), classArchive());
   std::vector<JavaVMOption> options;
   for (const std::string& text : texts) {
     options.push_back({const_cast<char*>(text.c_str()), nullptr});

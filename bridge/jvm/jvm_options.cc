@@ -60,6 +60,11 @@ bool sizesHeap(const std::string& o) {
 
 bool never(const std::string&) { return false; }
 
+bool choosesSharing(const std::string& o) {
+  return startsWith(o, "-Xshare") || o.find("SharedArchiveFile") != std::string::npos ||
+         o.find("ArchiveClassesAtExit") != std::string::npos;
+}
+
 const MemoryDefault kMemoryDefaults[] = {
     {"-XX:+UseSerialGC", choosesCollector},
     {"-Xms16m", sizesHeap},
@@ -70,7 +75,7 @@ const MemoryDefault kMemoryDefaults[] = {
 
 }  // namespace
 
-std::vector<std::string> jvmOptions(const char* text) {
+std::vector<std::string> jvmOptions(const char* text, const std::string& classArchive) {
   std::vector<std::string> user;
   if (text != nullptr) {
     std::string current;
@@ -87,6 +92,13 @@ std::vector<std::string> jvmOptions(const char* text) {
   std::vector<std::string> options(std::begin(kDefaultOptions), std::end(kDefaultOptions));
   for (const MemoryDefault& d : kMemoryDefaults) {
     if (std::none_of(user.begin(), user.end(), d.replacedBy)) options.push_back(d.option);
+  }
+  // The JVM checks that the archive fits it (the same JDK build) and otherwise
+  // starts without it; it says why only when asked (-Xlog:cds), since a host's
+  // standard error is the host's.
+  if (!classArchive.empty() && std::none_of(user.begin(), user.end(), choosesSharing)) {
+    options.push_back("-XX:SharedArchiveFile=" + classArchive);
+    options.push_back("-Xlog:cds=off,cds+dynamic=off");
   }
   options.insert(options.end(), user.begin(), user.end());
   return options;
