@@ -218,7 +218,7 @@ void startAndMemory(bench::Report& report, const Options& o, const std::string& 
   const char* options = std::getenv("ZOH_JVM_OPTIONS");
   rss.note = "the JVM heap cap was " + std::to_string(heapMib) + " MiB (" +
              (options != nullptr && *options ? std::string("ZOH_JVM_OPTIONS '") + options + "'"
-                                             : std::string("no -Xmx in the JVM options")) +
+                                             : std::string("the bridge's default JVM options")) +
              "; this machine has " + std::to_string(pages * pageSize >> 20) +
              " MiB of memory)";
   report.add(rss);

@@ -1,18 +1,19 @@
 #include "jvm_host.h"
 
 #include <locale.h>
+#include <sys/stat.h>
 
-#include <cctype>
 #include <clocale>
 #include <csetjmp>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 #include <mutex>
 #include <vector>
 
+#include "class_cache.h"
 #include "jni_refs.h"
+#include "jvm_options.h"
 #include "zojni.h"
 
 namespace zojni {
@@ -36,29 +37,6 @@ struct ThreadAttachment {
   }
 };
 thread_local ThreadAttachment t_attachment;
-
-// What every JVM of ours starts with; ZOH_JVM_OPTIONS comes after, so a user's
-// option of the same name wins.
-const char* const kDefaultOptions[] = {
-    // Names and texts cross as UTF-8 whatever the host's locale says.
-    "-Dfile.encoding=UTF-8",
-    // Hadoop reaches into these JDK packages by reflection; Java 17 refuses that
-    // unless they are opened (the list Hadoop's own launch scripts use).
-    "--add-opens=java.base/java.io=ALL-UNNAMED",
-    "--add-opens=java.base/java.lang=ALL-UNNAMED",
-    "--add-opens=java.base/java.lang.reflect=ALL-UNNAMED",
-    "--add-opens=java.base/java.math=ALL-UNNAMED",
-    "--add-opens=java.base/java.net=ALL-UNNAMED",
-    "--add-opens=java.base/java.nio=ALL-UNNAMED",
-    "--add-opens=java.base/java.text=ALL-UNNAMED",
-    "--add-opens=java.base/java.util=ALL-UNNAMED",
-    "--add-opens=java.base/java.util.concurrent=ALL-UNNAMED",
-    "--add-opens=java.base/java.util.zip=ALL-UNNAMED",
-    "--add-opens=java.base/sun.nio.ch=ALL-UNNAMED",
-    "--add-opens=java.base/sun.security.util=ALL-UNNAMED",
-    "--add-opens=java.base/sun.security.x509=ALL-UNNAMED",
-    "--add-opens=java.security.jgss/sun.security.krb5=ALL-UNNAMED",
-};
 
 // The JVM's own printing (start-up errors, -verbose, -Xlog) goes to standard
 // error: standard output belongs to the host (the tool's `cat` writes data there).
@@ -113,21 +91,13 @@ jint createVmUnderUtf8(JavaVM** vm, JNIEnv** env, JavaVMInitArgs* args) {
   return rc;
 }
 
-std::vector<std::string> jvmOptions() {
-  std::vector<std::string> options(std::begin(kDefaultOptions), std::end(kDefaultOptions));
-  const char* text = std::getenv("ZOH_JVM_OPTIONS");
-  if (text == nullptr) return options;
-  std::string current;
-  for (const char* p = text;; ++p) {
-    if (*p == '\0' || std::isspace(static_cast<unsigned char>(*p))) {
-      if (!current.empty()) options.push_back(current);
-      current.clear();
-      if (*p == '\0') break;
-    } else {
-      current.push_back(*p);
-    }
-  }
-  return options;
+// The class data sharing archive that the build or the installation made in the
+// proxy home (bridge/jvm/archive): the classes of a program's first calls
+// parsed and verified once, not at every start. Empty when there is none.
+std::string classArchive() {
+  const std::string archive = proxyHome() + "/lib/zox-classes.jsa";
+  struct stat st;
+  return ::stat(archive.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? archive : std::string();
 }
 
 // Under g_startMutex. Adopts the host's JVM when one runs, else creates one; the
@@ -144,7 +114,7 @@ bool startVm(std::string* why) {
     g_vm = running;
     return true;
   }
-  std::vector<std::string> texts = jvmOptions();
+  std::vector<std::string> texts = jvmOptions(std::getenv("ZOH_JVM_OPTIONS"), classArchive());
   std::vector<JavaVMOption> options;
   for (const std::string& text : texts) {
     options.push_back({const_cast<char*>(text.c_str()), nullptr});

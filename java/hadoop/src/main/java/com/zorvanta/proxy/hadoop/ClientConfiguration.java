@@ -114,7 +114,7 @@ final class ClientConfiguration {
 
     private static Configuration made(List<String[]> changes) {
       Configuration whole = new Configuration(Defaults.PARSED);
-      whole.setClassLoader(ClientConfiguration.class.getClassLoader());
+      whole.setClassLoader(ServiceClassLoader.INSTANCE);
       for (String[] change : changes) {
         if (change.length == 2) {
           whole.set(change[0], change[1]);

@@ -63,7 +63,8 @@ public final class HadoopClientJPC {
   public Object[] CreateHDFS(Long cfg) {
     ClientConfiguration conf = cfg == null || cfg == 0 ? new ClientConfiguration()
         : configuration(cfg);
-    return new Object[] {HandleTable.register(new HdfsService(conf))};
+    HdfsService service = ServiceClassLoader.making(() -> new HdfsService(conf));
+    return new Object[] {HandleTable.register(service)};
   }
 
   public void HDFSRelease(Long fs) {
