@@ -93,11 +93,19 @@ jint createVmUnderUtf8(JavaVM** vm, JNIEnv** env, JavaVMInitArgs* args) {
 
 // The class data sharing archive that the build or the installation made in the
 // proxy home (bridge/jvm/archive): the classes of a program's first calls
-// parsed and verified once, not at every start. Empty when there is none.
+// parsed and verified once, not at every start. Empty when there is none, or
+// when its length is not the one the build recorded beside it: a JVM given an
+// archive cut short crashes rather than start without it.
 std::string classArchive() {
   const std::string archive = proxyHome() + "/lib/zox-classes.jsa";
   struct stat st;
-  return ::stat(archive.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? archive : std::string();
+  if (::stat(archive.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::string();
+  std::FILE* recorded = std::fopen((archive + ".size").c_str(), "r");
+  if (recorded == nullptr) return std::string();
+  long long bytes = -1;
+  const bool read = std::fscanf(recorded, "%lld", &bytes) == 1;
+  std::fclose(recorded);
+  return read && bytes == static_cast<long long>(st.st_size) ? archive : std::string();
 }
 
 // Under g_startMutex. Adopts the host's JVM when one runs, else creates one; the
