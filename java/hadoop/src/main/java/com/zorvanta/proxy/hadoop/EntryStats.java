@@ -34,7 +34,7 @@ final class EntryStats {
   private EntryStats() {}
 
   static RowSet newRowSet() {
-    return RowSet.ofStrings(2);
+    return RowSet.writtenTexts(2);
   }
 
   /**
@@ -45,7 +45,7 @@ final class EntryStats {
   static void add(RowSet rows, FileStatus status, RawLocalFileSystem local) {
     String name = status.getPath().getName();
     rows.addTexts(null, name.isEmpty() ? status.getPath().toUri().getPath() : name);
-    rows.addTexts("Size", Long.toString(status.isDirectory() ? 0 : status.getLen()));
+    rows.addTextNumber("Size", status.isDirectory() ? 0 : status.getLen());
     rows.addTexts("ModDate", date(status.getModificationTime()));
     int mode;
     String owner;
@@ -60,14 +60,14 @@ final class EntryStats {
       owner = status.getOwner();
       group = status.getGroup();
     }
-    rows.addTexts("Permissions", Integer.toString(mode));
+    rows.addTextNumber("Permissions", mode);
     if (status.isDirectory()) {
       rows.addTexts("IsDir", "true");
     }
     rows.addTexts("Owner", owner == null ? "" : owner);
     rows.addTexts("Group", group == null ? "" : group);
-    rows.addTexts("Replication", Short.toString(status.getReplication()));
-    rows.addTexts("BlockSize", Long.toString(status.getBlockSize()));
+    rows.addTextNumber("Replication", status.getReplication());
+    rows.addTextNumber("BlockSize", status.getBlockSize());
   }
 
   /**
@@ -123,9 +123,9 @@ final class EntryStats {
       String replication, String blockSize) {
     boolean dir = (Boolean) attrs.get("isDirectory");
     rows.addTexts(null, name);
-    rows.addTexts("Size", dir ? "0" : Long.toString((Long) attrs.get("size")));
+    rows.addTextNumber("Size", dir ? 0 : (Long) attrs.get("size"));
     rows.addTexts("ModDate", date(((FileTime) attrs.get("lastModifiedTime")).toMillis()));
-    rows.addTexts("Permissions", Integer.toString((Integer) attrs.get("mode") & 07777));
+    rows.addTextNumber("Permissions", (Integer) attrs.get("mode") & 07777);
     if (dir) {
       rows.addTexts("IsDir", "true");
     }

@@ -19,8 +19,15 @@ public final class RowSet {
   private final String columnTypes;
   private final List<Object[]> rows = new ArrayList<>();
   private final boolean texts;  // every column a text
+  // Non-null: the rows go straight into their bridge form, not into `rows`.
+  private final Encoder written;
+  private int writtenRows;
 
   public RowSet(String columnTypes) {
+    this(columnTypes, false);
+  }
+
+  private RowSet(String columnTypes, boolean writeThrough) {
     for (int i = 0; i < columnTypes.length(); i++) {
       if (javaType(columnTypes.charAt(i)) == null) {
         throw new IllegalArgumentException(
@@ -34,11 +41,24 @@ public final class RowSet {
       allTexts &= columnTypes.charAt(i) == STRING;
     }
     this.texts = allTexts;
+    this.written = writeThrough ? new Encoder(4096) : null;
   }
 
   /** A row set of text columns. */
   public static RowSet ofStrings(int columns) {
     return new RowSet(String.valueOf(STRING).repeat(columns));
+  }
+
+  /**
+   * A row set of text columns whose rows go straight into the form that the
+   * bridge takes ({@link #encode}) as they are added, for the large ones a
+   * proxy only returns: a listing adds nine rows an entry, and holding each
+   * as an array of strings until the end cost more than the entry's stat,
+   * and kept a large listing's rows alive through many collections. Its rows
+   * cannot be read back.
+   */
+  public static RowSet writtenTexts(int columns) {
+    return new RowSet(String.valueOf(STRING).repeat(columns), true);
   }
 
   public String columnTypes() {
@@ -50,10 +70,13 @@ public final class RowSet {
   }
 
   public int size() {
-    return rows.size();
+    return written != null ? writtenRows : rows.size();
   }
 
   public Object[] row(int index) {
+    if (written != null) {
+      throw new IllegalStateException("the rows of a written row set are not kept");
+    }
     return rows.get(index);
   }
 
@@ -68,6 +91,9 @@ public final class RowSet {
         throw new IllegalArgumentException("column " + i + " cannot hold a "
             + v.getClass().getName());
       }
+    }
+    if (written != null) {
+      return addTexts(java.util.Arrays.copyOf(values, values.length, String[].class));
     }
     rows.add(values.clone());
     return this;
@@ -84,13 +110,42 @@ public final class RowSet {
           + " texts does not fit a row set of " + columnTypes.length() + " columns"
           + (texts ? "" : " that are not all texts"));
     }
-    rows.add(values);
+    if (written == null) {
+      rows.add(values);
+      return this;
+    }
+    for (String v : values) {
+      if (v == null) {
+        written.byte8(0);
+      } else {
+        written.byte8(1);
+        written.text(v);
+      }
+    }
+    writtenRows++;
+    return this;
+  }
+
+  /** Adds a row of a text and a number written as decimal text, to a row set of two text columns. */
+  public RowSet addTextNumber(String text, long number) {
+    if (written == null || columnTypes.length() != 2) {
+      return addTexts(text, Long.toString(number));
+    }
+    if (text == null) {
+      written.byte8(0);
+    } else {
+      written.byte8(1);
+      written.text(text);
+    }
+    written.byte8(1);
+    written.decimal(number);
+    writtenRows++;
     return this;
   }
 
   /** The text in a column of a row; null when the value is not present. */
   public String text(int row, int column) {
-    Object v = rows.get(row)[column];
+    Object v = row(row)[column];
     return v == null ? null : v.toString();
   }
 
@@ -104,12 +159,19 @@ public final class RowSet {
    * only a row changed through {@link #row} can.
    */
   public byte[] encode() {
-    Encoder out = new Encoder(64 + rows.size() * columnTypes.length() * 16);
+    int body = written != null ? written.n : rows.size() * columnTypes.length() * 16;
+    Encoder out = new Encoder(8 + columnTypes.length() + body);
     out.int32(columnTypes.length());
     for (int c = 0; c < columnTypes.length(); c++) {
       out.byte8(columnTypes.charAt(c));
     }
-    out.int32(rows.size());
+    out.int32(size());
+    if (written != null) {
+      out.room(written.n);
+      System.arraycopy(written.buf, 0, out.buf, out.n, written.n);
+      out.n += written.n;
+      return out.finish();
+    }
     for (Object[] row : rows) {
       if (row.length != columnTypes.length()) {
         return null;
@@ -168,6 +230,30 @@ public final class RowSet {
       for (int i = 0; i < 8; i++) {
         buf[n++] = (byte) (v >>> (8 * i));
       }
+    }
+
+    /** A number as its decimal text. */
+    void decimal(long v) {
+      if (v == Long.MIN_VALUE) {
+        text(Long.toString(v));
+        return;
+      }
+      room(4 + 20);
+      int digits = 1;
+      for (long rest = Math.abs(v) / 10; rest > 0; rest /= 10) {
+        digits++;
+      }
+      int length = digits + (v < 0 ? 1 : 0);
+      int32(length);
+      if (v < 0) {
+        buf[n] = '-';
+      }
+      long rest = Math.abs(v);
+      for (int i = n + length - 1; i >= n + length - digits; i--) {
+        buf[i] = (byte) ('0' + rest % 10);
+        rest /= 10;
+      }
+      n += length;
     }
 
     void bytes(Object v) {
