@@ -46,7 +46,6 @@ struct ScriptedOptionAsk {
   std::string value;        // status 0: the `length` bytes at *value
   int length = -1;          // status 0: *length
   bool terminated = false;  // status 0: value[length] was a NUL
-  const void* valuePointer = nullptr;  // status 0: *value, for buffer-reuse checks
 };
 
 struct ScriptedMessage {

@@ -268,23 +268,6 @@ TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   EXPECT_EQ(wireObjectsLeft(), 1);
 }
 
-TEST_F(FileTest, FailedAndUnreadableReadsReturnMinusOne) {
-  bridge().answerSequence("HDFSFileRead",
-                          {ScriptedAnswer::javaError(4, "broken pipe"),
-                           ScriptedAnswer::unreadable(WLP_ERR_MEMORY,
-                                                      {ScriptedValue::ofBytes("xy")})});
-  const char* data = "untouched";
-  ZobString err;
-  EXPECT_EQ(file_->read(nullptr, &data, 8, &err), -1);
-  EXPECT_EQ(data, nullptr);
-  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
-
-  data = "untouched";
-  EXPECT_EQ(file_->read(nullptr, &data, 8, &err), -1);
-  EXPECT_STREQ(data, "untouched");
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-}
-
 TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
   bridge().answerSequence("HDFSFileWrite", {ScriptedAnswer::outputs({}),
                                             ScriptedAnswer::outputs({}),
