@@ -248,7 +248,8 @@ class FileTest : public HdfsTest {
 TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   bridge().answerSequence("HDFSFileRead",
                           {ScriptedAnswer::outputs({ScriptedValue::ofBytes("hello")}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofBytes("")})});
+                           ScriptedAnswer::outputs({ScriptedValue::ofBytes("")}),
+                           ScriptedAnswer::javaError(4, "broken pipe")});
   FixedPoll poll;
   const char* data = nullptr;
   ZobString err("stale");
@@ -266,6 +267,9 @@ TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   EXPECT_EQ(file_->read(nullptr, &data, 64, &err), 0);
   EXPECT_FALSE(bridge().lastCallTo("HDFSFileRead")->pollGiven);
   EXPECT_EQ(wireObjectsLeft(), 1);
+  // A failed read leaves no pointer to bytes that are gone.
+  EXPECT_EQ(file_->read(nullptr, &data, 64, &err), -1);
+  EXPECT_EQ(data, nullptr);
 }
 
 TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
