@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <mutex>
-#include <set>
 #include <sstream>
 #include <string>
 #include <thread>

@@ -16,7 +16,7 @@ using Lock = std::lock_guard<std::mutex>;
 
 std::string text(const char* text) { return text ? std::string(text) : std::string(); }
 
-// The first of the three keys that has a script.
+// The first of the three keys that has an answer.
 template <typename Script>
 const Script* pick(const std::map<std::pair<std::string, int>, Script>& byNth,
                    const std::map<std::string, Script>& byName,
@@ -172,17 +172,6 @@ void ScriptedBridge::onCreate(const std::string& proxyName, ScriptedCreateScript
   scripts_.createByName[proxyName] = std::move(script);
 }
 
-void ScriptedBridge::onCreateNth(const std::string& proxyName, int nth,
-                                 ScriptedCreateScript script) {
-  Lock lock(mutex_);
-  scripts_.createNth[{proxyName, nth}] = std::move(script);
-}
-
-void ScriptedBridge::failRowSetCreate(int nth) {
-  Lock lock(mutex_);
-  scripts_.failingRowSets.insert(nth);
-}
-
 void ScriptedBridge::failAddRowAt(int nthRowSet, int rowIndex, int status) {
   Lock lock(mutex_);
   scripts_.addRowFailures.push_back({nthRowSet, rowIndex, status});
@@ -268,10 +257,11 @@ int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
   {
     Lock lock(mutex_);
     record.baseId = idOf(base);
-    const int nth = ++records_.createCounts[record.proxyName];
-    if (const ScriptedCreateScript* found = pick(scripts_.createNth, scripts_.createByName,
-                                                 scripts_.createForAll, record.proxyName, nth)) {
-      script = *found;
+    auto byName = scripts_.createByName.find(record.proxyName);
+    if (byName != scripts_.createByName.end()) {
+      script = byName->second;
+    } else if (scripts_.createForAll) {
+      script = *scripts_.createForAll;
     }
     generation = generation_;
     index = records_.creations.size();
@@ -365,7 +355,7 @@ zowlpRowSet* ScriptedBridge::createRowSet(zojniProxy* proxy, const char* columnT
   record.proxyId = idOf(proxy);
   record.columnTypes = text(columnTypes);
   const int nth = ++records_.rowSetCount;
-  if (record.proxyId != 0 && columnTypes != nullptr && scripts_.failingRowSets.count(nth) == 0) {
+  if (record.proxyId != 0 && columnTypes != nullptr) {
     record.rowSet = zowlpRowSet_create(columnTypes);
   }
   for (const AddRowFailure& failure : scripts_.addRowFailures) {

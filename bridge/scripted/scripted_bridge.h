@@ -28,7 +28,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,7 +45,6 @@ struct ScriptedOptionAsk {
   std::string value;        // status 0: the `length` bytes at *value
   int length = -1;          // status 0: *length
   bool terminated = false;  // status 0: value[length] was a NUL
-  const void* valuePointer = nullptr;  // status 0: *value, for buffer-reuse checks
 };
 
 struct ScriptedMessage {
@@ -218,14 +216,11 @@ class ScriptedBridge {
   void answerUnscripted(ScriptedAnswer answer);
   std::shared_ptr<ScriptedGate> gate(const std::string& method);  // one per method
 
-  // A creation under proxy name P, its n-th since reset(), runs the script for
-  // (P, n), else for P, else for every name, else the default.
+  // A creation under proxy name P runs the script for P, else for every name,
+  // else the default.
   void onCreate(ScriptedCreateScript script);
   void onCreate(const std::string& proxyName, ScriptedCreateScript script);
-  void onCreateNth(const std::string& proxyName, int nth, ScriptedCreateScript script);
 
-  // The nth row set asked for since reset() (from 1) is not made.
-  void failRowSetCreate(int nth);
   // zowlpRowSet_addRow on the nth row set made (0: every one) fails with
   // `status` when it would add row `rowIndex`.
   void failAddRowAt(int nthRowSet, int rowIndex, int status);
@@ -271,7 +266,7 @@ class ScriptedBridge {
     std::vector<ScriptedCall> calls;
     std::vector<ScriptedRowSetCreation> rowSets;
     std::vector<std::string> log;
-    std::map<std::string, int> callCounts, createCounts;
+    std::map<std::string, int> callCounts;
     int rowSetCount = 0;
   } records_;
 
@@ -285,8 +280,6 @@ class ScriptedBridge {
     std::map<std::string, std::shared_ptr<ScriptedGate>> gates;
     std::optional<ScriptedCreateScript> createForAll;
     std::map<std::string, ScriptedCreateScript> createByName;
-    std::map<std::pair<std::string, int>, ScriptedCreateScript> createNth;
-    std::set<int> failingRowSets;
     std::vector<AddRowFailure> addRowFailures;
   } scripts_;
 

@@ -74,7 +74,6 @@ ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
   ask.status = options_->callback(options_, name.c_str(), &creation_, &value, &length);
   if (ask.status == 0) {
     ask.length = length;
-    ask.valuePointer = value;
     if (value != nullptr && length >= 0) {
       ask.value.assign(value, static_cast<std::size_t>(length));
       ask.terminated = value[length] == '\0';

@@ -7,12 +7,8 @@
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "zob_options.h"
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 namespace {
 
@@ -210,16 +206,6 @@ TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
   const std::vector<ScriptedCreation> made = bridge().creations();
   ASSERT_EQ(made.size(), 5u);
   EXPECT_EQ(made[4].baseId, made[3].proxyId);
-}
-
-TEST_F(PigTest, FailedProxyLeavesNoClientBehind) {
-  bridge().onCreate("HadoopPigClient", ScriptedCreateScript::failing(
-                                           ZOJNI_ERR_CREATE, {{2, "pig jar not found"}}));
-  ZobString err;
-  EXPECT_EQ(hadoop_->createPig(nullptr, "", &err), nullptr);
-  EXPECT_THAT(err.str(), HasSubstr("pig jar not found"));
-  EXPECT_THAT(bridge().calls(), IsEmpty());
-  EXPECT_THAT(bridge().eventLog(), Not(Contains(StartsWith("destroy"))));
 }
 
 TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {

@@ -114,8 +114,8 @@ TEST_F(InstanceTest, ChildWhoseInitFailsIsDeletedAndNeverRegistered) {
 }
 
 TEST_F(InstanceTest, FailedProxyAcquisitionMakesNoChildAndIsRetried) {
-  bridge().onCreateNth("HadoopClient", 1,
-                       ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{2, "no JVM"}}));
+  bridge().onCreate("HadoopClient",
+                    ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{2, "no JVM"}}));
   InstanceOwner hadoop = makeInstance();
   ZobString err;
   EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
@@ -125,6 +125,7 @@ TEST_F(InstanceTest, FailedProxyAcquisitionMakesNoChildAndIsRetried) {
   // Properties stay writable while no proxy is held.
   EXPECT_TRUE(hadoop->setProperty("a", "b", &err));
 
+  bridge().onCreate("HadoopClient", ScriptedCreateScript::asking({"JAVA_PROXY/DIRECTORY"}));
   ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
   ASSERT_NE(cfg, nullptr) << err.str();
   EXPECT_TRUE(err.isNull());

@@ -356,7 +356,8 @@ TEST_F(BridgeContract, JavaFailureCarriesCodeAndText) {
 
 // ---- Polling -------------------------------------------------------------------
 
-TEST_F(BridgeContract, PollCallsBackOnTheCallingThread) {
+// A poll answered zero stops the method; without a record there is no poll.
+TEST_F(BridgeContract, PollCallsBackOnTheCallingThreadUntilToldToStop) {
   PollScript poll;
   EXPECT_THAT(outputsOf("Poll", "\x06\x02", {V::ofInt(4)}, poll.record()),
               ElementsAre(V::ofInt(4), V::ofBool(false)));
@@ -367,13 +368,10 @@ TEST_F(BridgeContract, PollCallsBackOnTheCallingThread) {
     EXPECT_EQ(seen[i].total, 4);
     EXPECT_EQ(seen[i].phase, std::optional<std::string>(contract::kPollPhase));
   }
-}
-
-TEST_F(BridgeContract, PollAnsweredZeroStopsTheMethodAndNoRecordMeansNoPoll) {
-  PollScript poll(3);
-  EXPECT_THAT(outputsOf("Poll", "\x06\x02", {V::ofInt(10)}, poll.record()),
+  PollScript stopping(3);
+  EXPECT_THAT(outputsOf("Poll", "\x06\x02", {V::ofInt(10)}, stopping.record()),
               ElementsAre(V::ofInt(3), V::ofBool(true)));
-  EXPECT_EQ(poll.seen().size(), 3u);
+  EXPECT_EQ(stopping.seen().size(), 3u);
   EXPECT_THAT(outputsOf("Poll", "\x06\x02", {V::ofInt(5)}),
               ElementsAre(V::ofInt(0), V::ofBool(false)));
 }

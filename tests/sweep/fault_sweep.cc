@@ -111,8 +111,7 @@ int __wrap_zojniProxyCall(zojniProxy* proxy, ZoJniPollRecord* poll, const char* 
 }
 
 zowlpRowSet* __wrap_zojniProxyRowSetCreate(zojniProxy* proxy, const char* columnTypes) {
-  // The bridge numbers row sets from 1 since its reset, as we count them.
-  if (reach(kRowSet)) ScriptedBridge::instance().failRowSetCreate(g.count[kRowSet]);
+  if (reach(kRowSet)) return nullptr;
   InBridge inside;
   return __real_zojniProxyRowSetCreate(proxy, columnTypes);
 }
