@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -38,6 +39,14 @@ inline double secondsOf(const std::function<void()>& work) {
   const auto start = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// CPU time of the calling thread: on a remote file system, what a call costs
+// the caller as work, apart from the time it waits for the server.
+inline double threadCpuSeconds() {
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + t.tv_nsec / 1e9;
 }
 
 // What a figure is held to: a least throughput ratio, a most cost ratio, or a
@@ -72,8 +81,9 @@ struct Result {
   // Time figures: library time / reference time (lower is better).
   double ratio = 0, ratioMin = 0, ratioMax = 0;
   int rounds = 0;
-  // Time figures: the median of the rounds' library minus reference time.
-  double extraMicros = 0;
+  // Time figures: the median of the rounds' library minus reference time, and
+  // the calling thread's CPU time per unit, each side's median (µs).
+  double extraMicros = 0, cpuLibrary = 0, cpuReference = 0;
   Goal goal;
 
   bool met() const {
@@ -105,15 +115,20 @@ class Report {
                   const std::function<void()>& reference) {
     library();
     reference();
-    std::vector<double> lib, ref, ratio, extra;
+    std::vector<double> lib, ref, ratio, extra, cpuLib, cpuRef;
+    auto timed = [&](const std::function<void()>& work, double* seconds, std::vector<double>* cpu) {
+      const double cpuStart = threadCpuSeconds();
+      *seconds = secondsOf(work);
+      cpu->push_back((threadCpuSeconds() - cpuStart) / units * 1e6);
+    };
     for (int r = 0; r < rounds; ++r) {
       double l, f;
       if (r % 2 == 0) {
-        l = secondsOf(library);
-        f = secondsOf(reference);
+        timed(library, &l, &cpuLib);
+        timed(reference, &f, &cpuRef);
       } else {
-        f = secondsOf(reference);
-        l = secondsOf(library);
+        timed(reference, &f, &cpuRef);
+        timed(library, &l, &cpuLib);
       }
       lib.push_back(throughput ? units / l : l / units * 1e6);
       ref.push_back(throughput ? units / f : f / units * 1e6);
@@ -121,7 +136,11 @@ class Report {
       extra.push_back((l - f) / units * 1e6);
     }
     Result result = fromRounds(table, figure, throughput ? "MiB/s" : "us", lib, ref, ratio, goal);
-    result.extraMicros = throughput ? 0 : median(extra);
+    if (!throughput) {
+      result.extraMicros = median(extra);
+      result.cpuLibrary = median(cpuLib);
+      result.cpuReference = median(cpuRef);
+    }
     return add(result);
   }
 
@@ -170,6 +189,13 @@ class Report {
         std::snprintf(extra, sizeof extra, "library minus reference, median of the rounds: %+.2f us",
                       r.extraMicros);
         notes += "- " + r.figure + ": " + extra + "\n";
+      }
+      if (r.cpuLibrary > 0) {
+        char cpu[160];
+        std::snprintf(cpu, sizeof cpu,
+                      "the calling thread's CPU time: library %.2f us, reference %.2f us (%+.2f)",
+                      r.cpuLibrary, r.cpuReference, r.cpuLibrary - r.cpuReference);
+        notes += "- " + r.figure + ": " + cpu + "\n";
       }
     }
     if (!notes.empty()) std::printf("\n%s", notes.c_str());

@@ -5,11 +5,77 @@
 // failures become WLP_ERR_MEMORY (or a null object), and every entry point
 // checks its pointers.
 
+#include <mutex>
 #include <new>
 
 #include "wire_objects.h"
 
 namespace zowlp {
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ZOWLP_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZOWLP_ADDRESS_SANITIZER 1
+#endif
+#endif
+
+#ifdef ZOWLP_ADDRESS_SANITIZER
+constexpr size_t kKeptBlocks = 0;
+#else
+// 8 MiB: a listing of about 13,000 entries reuses every block of the one before.
+constexpr size_t kKeptBlocks = 128;
+#endif
+
+struct KeptBlocks {
+  std::mutex lock;
+  std::vector<void*> blocks;
+};
+
+// Never destroyed: row sets may still be released while the process exits.
+KeptBlocks* keptBlocks() {
+  static KeptBlocks* kept = [] {
+    auto* made = new (std::nothrow) KeptBlocks;
+    if (made != nullptr) {
+      try {
+        made->blocks.reserve(kKeptBlocks);
+      } catch (const std::bad_alloc&) {
+        delete made;
+        made = nullptr;
+      }
+    }
+    return made;
+  }();
+  return kept;
+}
+
+}  // namespace
+
+void* takeBlock() {
+  if (KeptBlocks* kept = kKeptBlocks > 0 ? keptBlocks() : nullptr) {
+    std::lock_guard<std::mutex> hold(kept->lock);
+    if (!kept->blocks.empty()) {
+      void* block = kept->blocks.back();
+      kept->blocks.pop_back();
+      return block;
+    }
+  }
+  return ::operator new(kBlockBytes);
+}
+
+void giveBlock(void* block) {
+  if (KeptBlocks* kept = kKeptBlocks > 0 ? keptBlocks() : nullptr) {
+    std::lock_guard<std::mutex> hold(kept->lock);
+    // Reserved up front: keeping a block never allocates.
+    if (kept->blocks.size() < kKeptBlocks) {
+      kept->blocks.push_back(block);
+      return;
+    }
+  }
+  ::operator delete(block);
+}
 
 bool isValidTypeList(const char* codes, bool allowRowSet) {
   for (const char* c = codes; *c; ++c) {
