@@ -84,6 +84,15 @@ int main(int argc, char** argv) {
     for (int i = 0; i < kCalls; ++i)
       check(hdfs->exists(nullptr, one.c_str(), &answer, &err) && answer, "exists: " + err.str());
   }, [&] { check(java.call("Stat", "\x06", {one, kCalls}) == kCalls, "getFileStatus"); });
+  // The same reference entered from native code once per call, as the library
+  // is: what remains of the difference above is the price of that entry.
+  report.measure(main, "exists / getFileStatus, one bridge call each", false, kCalls, rounds + 2, {}, [&] {
+    bool answer = false;
+    for (int i = 0; i < kCalls; ++i)
+      check(hdfs->exists(nullptr, one.c_str(), &answer, &err) && answer, "exists: " + err.str());
+  }, [&] {
+    for (int i = 0; i < kCalls; ++i) check(java.call("Stat", "\x06", {one, 1}) == 1, "getFileStatus");
+  });
 
   auto walkFigure = [&](const std::string& table, int entries, bench::Goal goal) -> bench::Result {
     const std::string dir = root + "/walk" + std::to_string(entries);
