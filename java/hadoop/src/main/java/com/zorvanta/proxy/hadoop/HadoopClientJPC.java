@@ -21,6 +21,7 @@ public final class HadoopClientJPC {
   private static final String FILE = "HDFS file";
 
   public HadoopClientJPC(ProxySite site) {
+    HadoopLogging.configure();
     String directory = site.option("JAVA_PROXY/DIRECTORY");
     site.info("Hadoop client proxy " + VERSION + " ready (Apache Hadoop "
         + VersionInfo.getVersion() + (directory != null ? ", directory " + directory : "") + ")");
