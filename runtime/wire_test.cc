@@ -66,27 +66,50 @@ TEST_F(WireTest, RowsAreDeepCopiesThatOutliveTheCallersBuffers) {
   EXPECT_EQ(nullptr, got);
 }
 
-TEST_F(WireTest, RowPointersStayValidWhileTheRowSetGrowsAndIsRead) {
-  RowSetPtr rows(zowlpRowSet_create(HADOOP_CFG_ADDRESOURCEFILES_FILES_COLS));
-  zowlpParameter first = stringRecord("row-0");
-  ASSERT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), &first));
+// Large enough for several full-size storage blocks, which a released row set
+// hands on to the next: two alive at once must never share one.
+TEST_F(WireTest, RowPointersStayValidWhileRowSetsGrowAreReadAndReuseStorage) {
+  constexpr int kRows = 20000;
+  auto filled = [](const std::string& prefix, zowlpParameter** first) {
+    RowSetPtr rows(zowlpRowSet_create(HADOOP_CFG_ADDRESOURCEFILES_FILES_COLS));
+    for (int i = 0; i < kRows; ++i) {
+      const std::string text = prefix + std::to_string(i);
+      zowlpParameter p = stringRecord(text.c_str());
+      EXPECT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), &p));
+      if (i == 0) {
+        EXPECT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), first));
+      }
+    }
+    return rows;
+  };
+  auto expectRows = [](const RowSetPtr& rows, const std::string& prefix) {
+    zowlpParameter* at = nullptr;
+    for (int i = 0; i < kRows; i += 997) {
+      ASSERT_EQ(WLP_OK, zowlpRowSet_rowAt(rows.get(), i, &at));
+      ASSERT_EQ(prefix + std::to_string(i), textOf(*at));
+    }
+  };
   zowlpParameter* kept = nullptr;
-  ASSERT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), &kept));
-  // Enough rows to force any growable storage to move several times.
-  for (int i = 1; i < 500; ++i) {
-    std::string text = "row-" + std::to_string(i);
-    zowlpParameter p = stringRecord(text.c_str());
-    ASSERT_EQ(WLP_OK, zowlpRowSet_addRow(rows.get(), &p));
+  RowSetPtr rows = filled("row-", &kept);
+  {
+    zowlpParameter* other = nullptr;
+    RowSetPtr before = filled("before-", &other);
+    RowSetPtr during = filled("during-", &other);
+    before.reset();
+    RowSetPtr after = filled("after-", &other);
+    expectRows(during, "during-");
+    expectRows(after, "after-");
   }
+  expectRows(rows, "row-");
   zowlpParameter* later = nullptr;
-  for (int i = 1; i < 500; ++i) ASSERT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), &later));
-  EXPECT_EQ("row-499", textOf(*later));
+  for (int i = 1; i < kRows; ++i) ASSERT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), &later));
+  EXPECT_EQ("row-19999", textOf(*later));
   EXPECT_EQ("row-0", textOf(*kept));
 
   zowlpParameter* at = nullptr;
   ASSERT_EQ(WLP_OK, zowlpRowSet_rowAt(rows.get(), 0, &at));
   EXPECT_EQ(kept, at);
-  EXPECT_EQ(WLP_ERR_ARGUMENT, zowlpRowSet_rowAt(rows.get(), 500, &at));
+  EXPECT_EQ(WLP_ERR_ARGUMENT, zowlpRowSet_rowAt(rows.get(), kRows, &at));
   zowlpRowSet_rewind(rows.get());
   ASSERT_EQ(WLP_OK, zowlpRowSet_nextRow(rows.get(), &at));
   EXPECT_EQ(kept, at);
