@@ -47,12 +47,6 @@ struct ScriptedOptionAsk {
   bool terminated = false;  // status 0: value[length] was a NUL
 };
 
-struct ScriptedMessage {
-  int type = 0;
-  std::string text;
-  int result = 0;  // what the callback returned
-};
-
 struct ScriptedPoll {
   int64_t done = 0;
   int64_t total = 0;
@@ -64,22 +58,16 @@ struct ScriptedPoll {
 // 0 is a failed creation, or a null or unknown proxy. Texts are "" for nulls.
 struct ScriptedCreation {
   int proxyId = 0;
-  zojniProxy* proxy = nullptr;
   bool fromProxy = false;  // zojniProxyCreateFromProxy (base may be null)
   int baseId = 0;
   std::string jar, proxyName, className;
-  // The option record as it was at the start (zeroed when there was none),
-  // and a copy of the directory it points to.
-  ZoJniOptionRecord options{};
-  std::string optionDirectory;
+  std::string optionDirectory;  // of the option record, "" without one
   std::vector<ScriptedOptionAsk> asks;
-  std::vector<ScriptedMessage> reports;
   int status = -1;
 };
 
 struct ScriptedCall {
   int proxyId = 0;
-  const zojniProxy* proxy = nullptr;
   bool pollGiven = false;
   int32_t pollValue = 0;  // the poll record's value field
   std::string proxyName, method, signature;
@@ -87,13 +75,6 @@ struct ScriptedCall {
   std::vector<ScriptedValue> inputs;  // deep copies (none when records is null)
   std::vector<ScriptedPoll> polls;
   int status = -1;
-  int nth = 0;  // calls of this method since reset(), 1 for the first
-};
-
-struct ScriptedRowSetCreation {
-  int proxyId = 0;
-  std::string columnTypes;
-  zowlpRowSet* rowSet = nullptr;  // null when the script made it fail
 };
 
 // ---- Call scripts --------------------------------------------------------------
@@ -172,8 +153,8 @@ class ScriptedCreateContext {
                         ZoJniMessageRecord* messages)
       : creation_(creation), options_(options), messages_(messages) {}
   const ScriptedCreation& creation() const { return creation_; }
-  // Ask the callbacks and record the answers; status -1 (nothing recorded)
-  // when there is no such record.
+  // Ask the callbacks (recording the option answers); status -1 (nothing
+  // recorded) when there is no such record.
   ScriptedOptionAsk askOption(const std::string& name);
   int report(int type, const std::string& text);
 
@@ -207,37 +188,56 @@ class ScriptedBridge {
 
   // A call of method M, its n-th since reset(), takes the answer set for (M, n),
   // else the latest for M, else the unscripted one.
-  void answer(const std::string& method, ScriptedAnswer answer);
-  void answerNth(const std::string& method, int nth, ScriptedAnswer answer);
+  void answer(const std::string& method, ScriptedAnswer answer) {
+    locked([&] { scripts_.answers[method] = std::move(answer); });
+  }
+  void answerNth(const std::string& method, int nth, ScriptedAnswer answer) {
+    locked([&] { scripts_.nthAnswers[{method, nth}] = std::move(answer); });
+  }
   void answerSequence(const std::string& method, std::vector<ScriptedAnswer> answers);
   void handle(const std::string& method, ScriptedHandler handler) {
     answer(method, ScriptedAnswer::from(std::move(handler)));
   }
-  void answerUnscripted(ScriptedAnswer answer);
+  void answerUnscripted(ScriptedAnswer answer) {
+    locked([&] { scripts_.unscripted = std::move(answer); });
+  }
   std::shared_ptr<ScriptedGate> gate(const std::string& method);  // one per method
 
   // A creation under proxy name P runs the script for P, else for every name,
   // else the default.
-  void onCreate(ScriptedCreateScript script);
-  void onCreate(const std::string& proxyName, ScriptedCreateScript script);
+  void onCreate(ScriptedCreateScript script) {
+    locked([&] { scripts_.createForAll = std::move(script); });
+  }
+  void onCreate(const std::string& proxyName, ScriptedCreateScript script) {
+    locked([&] { scripts_.createByName[proxyName] = std::move(script); });
+  }
 
   // zowlpRowSet_addRow on the nth row set made (0: every one) fails with
   // `status` when it would add row `rowIndex`.
-  void failAddRowAt(int nthRowSet, int rowIndex, int status);
+  void failAddRowAt(int nthRowSet, int rowIndex, int status) {
+    locked([&] { scripts_.addRowFailures.push_back({nthRowSet, rowIndex, status}); });
+  }
 
   // Records: copies, in the order things happened.
-  std::vector<ScriptedCreation> creations() const;
-  std::vector<ScriptedCall> calls() const;
+  std::vector<ScriptedCreation> creations() const {
+    return locked([&] { return records_.creations; });
+  }
+  std::vector<ScriptedCall> calls() const {
+    return locked([&] { return records_.calls; });
+  }
   std::vector<ScriptedCall> callsTo(const std::string& method) const;
   std::optional<ScriptedCall> lastCallTo(const std::string& method) const;
   int callCount(const std::string& method) const;
   std::vector<std::string> methodsCalled() const;
-  std::vector<ScriptedRowSetCreation> rowSetCreations() const;
-  // "create <proxy name>", "call <method>", "rowset <column count>",
-  // "destroy <proxy name>" ("?" for a pointer that was not live).
-  std::vector<std::string> eventLog() const;
+  // "create <proxy name>", "call <method>", "rowset <proxy name>",
+  // "destroy <proxy name>" ("?" for a proxy that was not live).
+  std::vector<std::string> eventLog() const {
+    return locked([&] { return records_.log; });
+  }
   // Over the whole process, not reset.
-  int liveProxies() const;
+  int liveProxies() const {
+    return locked([&] { return static_cast<int>(live_.size()); });
+  }
 
   // What the zojni* functions forward to.
   int create(bool fromProxy, zojniProxy* base, const char* jar, const char* proxyName,
@@ -255,6 +255,11 @@ class ScriptedBridge {
  private:
   ScriptedBridge() = default;
   int idOf(const zojniProxy* proxy) const;
+  template <typename Work>
+  auto locked(Work work) const -> decltype(work()) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return work();
+  }
 
   mutable std::mutex mutex_;
   // Bumped by reset(): work that started before it must not write into the
@@ -264,7 +269,6 @@ class ScriptedBridge {
   struct Records {
     std::vector<ScriptedCreation> creations;
     std::vector<ScriptedCall> calls;
-    std::vector<ScriptedRowSetCreation> rowSets;
     std::vector<std::string> log;
     std::map<std::string, int> callCounts;
     int rowSetCount = 0;

@@ -85,9 +85,7 @@ ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
 
 int ScriptedCreateContext::report(int type, const std::string& text) {
   if (messages_ == nullptr || messages_->callback == nullptr) return -1;
-  const int result = messages_->callback(messages_, type, text.c_str());
-  creation_.reports.push_back({type, text, result});
-  return result;
+  return messages_->callback(messages_, type, text.c_str());
 }
 
 // ---- Creation scripts ----------------------------------------------------------

@@ -58,7 +58,8 @@ TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst
                                       ScriptedValue::ofNull(WLP_TYPE_STRING),
                                       ScriptedValue::ofNull(WLP_TYPE_ROWSET),
                                       ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
-  EXPECT_THAT(bridge().rowSetCreations(), IsEmpty());
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopPigClient", "create HadoopClient",
+                                               "call RunCommands", "call Wait"));
   const ScriptedCall wait = *bridge().lastCallTo("Wait");
   EXPECT_THAT(wait.inputs, ElementsAre(ScriptedValue::ofObject(kRun)));
   EXPECT_EQ(wait.proxyId, run.proxyId);
@@ -89,10 +90,9 @@ TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
   EXPECT_EQ(run.inputs.at(3).stringTable(),
             (StringTable{{"z.jar"}, {"a.jar"}, {"z.jar"}}));
   // Both row sets belong to the client's own proxy, not the main one.
-  ASSERT_EQ(bridge().rowSetCreations().size(), 2u);
-  for (const ScriptedRowSetCreation& made : bridge().rowSetCreations()) {
-    EXPECT_EQ(made.proxyId, run.proxyId);
-  }
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopPigClient", "rowset HadoopPigClient",
+                                               "rowset HadoopPigClient", "create HadoopClient",
+                                               "call RunCommands", "call Wait"));
 }
 
 // Options override parameters and stay for later runs, even when the run they
