@@ -152,16 +152,9 @@ std::vector<ScriptedCall> ScriptedBridge::callsTo(const std::string& method) con
   return found;
 }
 
-std::optional<ScriptedCall> ScriptedBridge::lastCallTo(const std::string& method) const {
+ScriptedCall ScriptedBridge::lastCallTo(const std::string& method) const {
   std::vector<ScriptedCall> found = callsTo(method);
-  if (found.empty()) return std::nullopt;
-  return std::move(found.back());
-}
-
-int ScriptedBridge::callCount(const std::string& method) const {
-  Lock lock(mutex_);
-  auto it = records_.callCounts.find(method);
-  return it == records_.callCounts.end() ? 0 : it->second;
+  return found.empty() ? ScriptedCall() : std::move(found.back());
 }
 
 std::vector<std::string> ScriptedBridge::methodsCalled() const {
@@ -233,7 +226,6 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
   record.proxyName = text(proxyName);
   record.method = text(method);
   record.signature = text(signature);
-  record.count = count;
 
   int status = checkCallArguments(method, signature, count, params, response);
   // The inputs are copied even when the call is refused: a test wants to see

@@ -71,7 +71,6 @@ struct ScriptedCall {
   bool pollGiven = false;
   int32_t pollValue = 0;  // the poll record's value field
   std::string proxyName, method, signature;
-  int count = 0;
   std::vector<ScriptedValue> inputs;  // deep copies (none when records is null)
   std::vector<ScriptedPoll> polls;
   int status = -1;
@@ -226,8 +225,14 @@ class ScriptedBridge {
     return locked([&] { return records_.calls; });
   }
   std::vector<ScriptedCall> callsTo(const std::string& method) const;
-  std::optional<ScriptedCall> lastCallTo(const std::string& method) const;
-  int callCount(const std::string& method) const;
+  // An empty record (no proxy, no inputs) when there was no such call.
+  ScriptedCall lastCallTo(const std::string& method) const;
+  int callCount(const std::string& method) const {
+    return locked([&] {
+      auto it = records_.callCounts.find(method);
+      return it == records_.callCounts.end() ? 0 : it->second;
+    });
+  }
   std::vector<std::string> methodsCalled() const;
   // "create <proxy name>", "call <method>", "rowset <proxy name>",
   // "destroy <proxy name>" ("?" for a proxy that was not live).

@@ -6,18 +6,19 @@
 
 namespace {
 
-ScriptedAnswer make(ScriptedAnswer::Kind kind) {
+ScriptedAnswer make(ScriptedAnswer::Kind kind, std::vector<ScriptedValue> values = {},
+                    int statusCode = 0) {
   ScriptedAnswer answer;
   answer.kind = kind;
+  answer.values = std::move(values);
+  answer.statusCode = statusCode;
   return answer;
 }
 
 }  // namespace
 
 ScriptedAnswer ScriptedAnswer::outputs(std::vector<ScriptedValue> values) {
-  ScriptedAnswer answer = make(Kind::kOutputs);
-  answer.values = std::move(values);
-  return answer;
+  return make(Kind::kOutputs, std::move(values));
 }
 
 ScriptedAnswer ScriptedAnswer::javaError(int code, std::string text) {
@@ -27,18 +28,11 @@ ScriptedAnswer ScriptedAnswer::javaError(int code, std::string text) {
   return answer;
 }
 
-ScriptedAnswer ScriptedAnswer::status(int status) {
-  ScriptedAnswer answer = make(Kind::kStatus);
-  answer.statusCode = status;
-  return answer;
-}
+ScriptedAnswer ScriptedAnswer::status(int status) { return make(Kind::kStatus, {}, status); }
 
 ScriptedAnswer ScriptedAnswer::unreadable(int parametersStatus,
                                           std::vector<ScriptedValue> values) {
-  ScriptedAnswer answer = make(Kind::kUnreadable);
-  answer.statusCode = parametersStatus;
-  answer.values = std::move(values);
-  return answer;
+  return make(Kind::kUnreadable, std::move(values), parametersStatus);
 }
 
 ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {

@@ -114,7 +114,7 @@ TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
   text->release();
   EXPECT_THAT(lines, ElementsAre("x,y", "1,2"));
 
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[1], ScriptedValue::ofString("/data/a.csv"));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[1], ScriptedValue::ofString("/data/a.csv"));
   // The entry's stream was configured from the listed directory's URI.
   std::vector<std::vector<std::optional<std::string>>> table;
   const std::vector<ScriptedCall> keyCalls = bridge().callsTo("CfgSetKeyValues");
@@ -125,7 +125,7 @@ TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
                          "fs.defaultFS", "hdfs://nn:8020"}));
   EXPECT_THAT(table, testing::Contains(std::vector<std::optional<std::string>>{
                          "dfs.replication", "2"}));
-  EXPECT_EQ(bridge().lastCallTo("CfgSetUser")->inputs[1], ScriptedValue::ofString("alice"));
+  EXPECT_EQ(bridge().lastCallTo("CfgSetUser").inputs[1], ScriptedValue::ofString("alice"));
 }
 
 TEST_F(ListingTest, AnEntryWithoutADirectoryCannotBeOpened) {

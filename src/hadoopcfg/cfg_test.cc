@@ -39,12 +39,12 @@ TEST_F(CfgTest, UserRecordSendsAnEmptyPasswordAsNull) {
   ZobString err("stale");
   ASSERT_TRUE(cfg_->setUserPass("", "", &err));
   EXPECT_TRUE(err.isNull());
-  ScriptedCall sent = *bridge().lastCallTo("CfgSetUser");
+  ScriptedCall sent = bridge().lastCallTo("CfgSetUser");
   EXPECT_THAT(sent.inputs, ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString(""),
                                        ScriptedValue::ofNull(WLP_TYPE_STRING)));
 
   ASSERT_TRUE(cfg_->setUserPass("alice", "s3cret", &err));
-  sent = *bridge().lastCallTo("CfgSetUser");
+  sent = bridge().lastCallTo("CfgSetUser");
   EXPECT_THAT(sent.inputs,
               ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString("alice"),
                           ScriptedValue::ofString("s3cret")));
@@ -63,7 +63,7 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
   ZobString values[] = {"2", ""};
   ASSERT_TRUE(cfg_->setKeyValues(2, keys, values, &err));
   EXPECT_TRUE(err.isNull());
-  ScriptedCall sent = *bridge().lastCallTo("CfgSetKeyValues");
+  ScriptedCall sent = bridge().lastCallTo("CfgSetKeyValues");
   ASSERT_EQ(sent.inputs.size(), 2u);
   EXPECT_EQ(sent.inputs[0], ScriptedValue::ofObject(77));
   EXPECT_EQ(sent.inputs[1].stringTable(),
@@ -73,7 +73,7 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
   // them in the end-to-end configuration case.
   ZobString files[] = {"core-site.xml", "hdfs-site.xml"};
   ASSERT_TRUE(cfg_->addResourceFiles(2, files, &err));
-  EXPECT_EQ(bridge().lastCallTo("CfgAddResourceFiles")->inputs[1].stringTable(),
+  EXPECT_EQ(bridge().lastCallTo("CfgAddResourceFiles").inputs[1].stringTable(),
             (Table{{"core-site.xml"}, {"hdfs-site.xml"}}));
 }
 
@@ -90,8 +90,7 @@ TEST_F(CfgTest, ReleaseGivesBackTheJavaObjectOnceEvenWhenThatFails) {
                           AllOf(StartsWith("3 [Hadoop Client 1725]"), HasSubstr("already gone")),
                           "2 Completed destruction of Hadoop instance " + id + "."));
   cfg_ = nullptr;
-  EXPECT_THAT(bridge().lastCallTo("CfgRelease")->inputs,
-              ElementsAre(ScriptedValue::ofObject(77)));
+  EXPECT_THAT(bridge().lastCallTo("CfgRelease").inputs, ElementsAre(ScriptedValue::ofObject(77)));
   // Released by its caller, so the instance has nothing left to end.
   hadoop_.reset();
   EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
@@ -155,10 +154,7 @@ class CfgUriTest : public LibraryTest {
     LibraryTest::TearDown();
   }
 
-  std::vector<ScriptedValue> userSent() const {
-    std::optional<ScriptedCall> sent = bridge().lastCallTo("CfgSetUser");
-    return sent ? sent->inputs : std::vector<ScriptedValue>{};
-  }
+  static std::vector<ScriptedValue> userSent() { return bridge().lastCallTo("CfgSetUser").inputs; }
 
   std::string storePath_;
 };

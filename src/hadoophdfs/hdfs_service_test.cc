@@ -16,7 +16,7 @@ class ServiceTest : public HdfsTest {};
 // alive is ended with its instance.
 TEST_F(ServiceTest, CreationAndRelease) {
   ZOHadoopHDFS* hdfs = makeService();
-  EXPECT_THAT(bridge().lastCallTo("CreateHDFS")->inputs,
+  EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs,
               ElementsAre(ScriptedValue::ofObject(kCfgObject)));
   EXPECT_EQ(static_cast<ZOHadoopHDFSImpl*>(hdfs)->javaObject(), kServiceObject);
 
@@ -30,18 +30,18 @@ TEST_F(ServiceTest, CreationAndRelease) {
   ZOHadoopHDFS* bare = hadoop_->createHDFS(nullptr, &err);
   ASSERT_NE(bare, nullptr) << err.str();
   EXPECT_TRUE(err.isNull());
-  EXPECT_THAT(bridge().lastCallTo("CreateHDFS")->inputs,
+  EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs,
               ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT)));
 
   hdfs->release();
-  const ScriptedCall release = *bridge().lastCallTo("HDFSRelease");
+  const ScriptedCall release = bridge().lastCallTo("HDFSRelease");
   EXPECT_FALSE(release.pollGiven);
   EXPECT_THAT(release.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject)));
   // Released by its caller, the service is not ended again with the instance;
   // the one left alive is.
   hadoop_.reset();
   EXPECT_EQ(bridge().callCount("HDFSRelease"), 2);
-  EXPECT_EQ(bridge().lastCallTo("HDFSRelease")->inputs[0], ScriptedValue::ofObject(7));
+  EXPECT_EQ(bridge().lastCallTo("HDFSRelease").inputs[0], ScriptedValue::ofObject(7));
 }
 
 // What goes where is seen on a real Java side in the end-to-end cases; here
@@ -57,7 +57,7 @@ TEST_F(ServiceTest, RenameAndCopiesNeverConsultThePoll) {
   for (const ScriptedCall& call : bridge().calls()) {
     EXPECT_FALSE(call.pollGiven) << call.method;
   }
-  EXPECT_THAT(bridge().lastCallTo("HDFSCopyFile")->inputs,
+  EXPECT_THAT(bridge().lastCallTo("HDFSCopyFile").inputs,
               ElementsAre(ScriptedValue::ofObject(kServiceObject), ScriptedValue::ofBool(true),
                           ScriptedValue::ofString("/tmp/src"), ScriptedValue::ofBool(false),
                           ScriptedValue::ofString("/hdfs/dst"), ScriptedValue::ofBool(true)));
@@ -88,7 +88,7 @@ TEST_F(ServiceTest, BooleanAnswers) {
     }
     const std::string first = method == "HDFSExists" ? "ok, yes" : "ok";
     EXPECT_THAT(results, ElementsAre(first, "ok", "ok", "failed, with a text")) << method;
-    const ScriptedCall call = *bridge().lastCallTo(method);
+    const ScriptedCall call = bridge().lastCallTo(method);
     EXPECT_EQ(call.pollValue, 250);
     EXPECT_THAT(call.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject),
                                          ScriptedValue::ofString("/p3")));
@@ -128,7 +128,7 @@ TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   ZobString err;
   DirOwner dir(hdfs->openDir(&poll, "/d", &err));
   ASSERT_NE(dir, nullptr) << err.str();
-  ScriptedCall call = *bridge().lastCallTo("HDFSListDir");
+  ScriptedCall call = bridge().lastCallTo("HDFSListDir");
   EXPECT_TRUE(call.pollGiven);
   EXPECT_THAT(call.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject),
                                        ScriptedValue::ofString("/d")));
@@ -170,7 +170,7 @@ TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
     FileOwner file(hdfs->openFile(&poll, "/p", static_cast<ZobTxtFileOpenMode>(c.mode),
                                   c.flags, 8192, &err));
     ASSERT_NE(file, nullptr) << err.str();
-    ScriptedCall call = *bridge().lastCallTo("HDFSOpenFile");
+    ScriptedCall call = bridge().lastCallTo("HDFSOpenFile");
     EXPECT_TRUE(call.pollGiven);
     EXPECT_THAT(call.inputs,
                 ElementsAre(ScriptedValue::ofObject(kServiceObject),
@@ -216,7 +216,7 @@ TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFi
   EXPECT_EQ(hdfs->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos);
-  ScriptedCall close = *bridge().lastCallTo("HDFSFileClose");
+  ScriptedCall close = bridge().lastCallTo("HDFSFileClose");
   EXPECT_TRUE(close.pollGiven);
   EXPECT_THAT(close.inputs, ElementsAre(ScriptedValue::ofObject(91)));
   EXPECT_EQ(bridge().methodsCalled().back(), "HDFSFileClose");
@@ -257,7 +257,7 @@ TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   EXPECT_TRUE(err.isNull());
   ASSERT_NE(data, nullptr);
   EXPECT_EQ(std::string(data, 5), "hello");
-  ScriptedCall call = *bridge().lastCallTo("HDFSFileRead");
+  ScriptedCall call = bridge().lastCallTo("HDFSFileRead");
   EXPECT_TRUE(call.pollGiven);
   EXPECT_THAT(call.inputs,
               ElementsAre(ScriptedValue::ofObject(kFileObject), ScriptedValue::ofInt(64)));
@@ -265,7 +265,7 @@ TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   EXPECT_EQ(wireObjectsLeft(), 1);
 
   EXPECT_EQ(file_->read(nullptr, &data, 64, &err), 0);
-  EXPECT_FALSE(bridge().lastCallTo("HDFSFileRead")->pollGiven);
+  EXPECT_FALSE(bridge().lastCallTo("HDFSFileRead").pollGiven);
   EXPECT_EQ(wireObjectsLeft(), 1);
   // A failed read leaves no pointer to bytes that are gone.
   EXPECT_EQ(file_->read(nullptr, &data, 64, &err), -1);
@@ -301,7 +301,7 @@ TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
   ZobString err;
   EXPECT_FALSE(file_->close(&err));
   EXPECT_TRUE(isMessage(err, 1725));
-  EXPECT_THAT(bridge().lastCallTo("HDFSFileClose")->inputs,
+  EXPECT_THAT(bridge().lastCallTo("HDFSFileClose").inputs,
               ElementsAre(ScriptedValue::ofObject(kFileObject)));
 
   err = ZobString("stale");
@@ -312,7 +312,7 @@ TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
   // A closed file still calls through, with no Java object.
   const char* data = nullptr;
   file_->read(nullptr, &data, 1, &err);
-  EXPECT_EQ(bridge().lastCallTo("HDFSFileRead")->inputs[0], ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().lastCallTo("HDFSFileRead").inputs[0], ScriptedValue::ofObject(0));
   file_.reset();
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
 }

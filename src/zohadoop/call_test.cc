@@ -97,7 +97,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err, &poll));
   ResponseOwner owned(response);
   EXPECT_THAT(poll.seen, ElementsAre("1/100 map", "50/-1 (null)"));
-  ScriptedCall made = *bridge().lastCallTo("Run");
+  ScriptedCall made = bridge().lastCallTo("Run");
   EXPECT_TRUE(made.pollGiven);
   EXPECT_EQ(made.pollValue, 250);
   ASSERT_EQ(made.polls.size(), 2u);
@@ -107,7 +107,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   // No poll status: no record, and the scripted polls are not made.
   ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err));
   ResponseOwner second(response);
-  made = *bridge().lastCallTo("Run");
+  made = bridge().lastCallTo("Run");
   EXPECT_FALSE(made.pollGiven);
   EXPECT_TRUE(made.polls.empty());
 }
@@ -136,7 +136,7 @@ TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
   EXPECT_TRUE(fastFinished) << "a call waited for another call on the same instance";
   if (fastFinished) {
     EXPECT_EQ(bridge().callsTo("Slow").at(0).status, -1);  // still inside the bridge
-    EXPECT_EQ(bridge().lastCallTo("Fast")->status, 0);
+    EXPECT_EQ(bridge().lastCallTo("Fast").status, 0);
   }
 
   gate->release();
