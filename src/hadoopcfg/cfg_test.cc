@@ -20,7 +20,6 @@ using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-using Table = std::vector<std::vector<std::optional<std::string>>>;
 
 namespace {
 
@@ -67,14 +66,14 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
   ASSERT_EQ(sent.inputs.size(), 2u);
   EXPECT_EQ(sent.inputs[0], ScriptedValue::ofObject(77));
   EXPECT_EQ(sent.inputs[1].stringTable(),
-            (Table{{"dfs.replication", "2"}, {"empty.value", ""}}));
+            (StringTable{{"dfs.replication", "2"}, {"empty.value", ""}}));
 
   // The single forms, and the files, go the same way; a real Java side reads
   // them in the end-to-end configuration case.
   ZobString files[] = {"core-site.xml", "hdfs-site.xml"};
   ASSERT_TRUE(cfg_->addResourceFiles(2, files, &err));
   EXPECT_EQ(bridge().lastCallTo("CfgAddResourceFiles").inputs[1].stringTable(),
-            (Table{{"core-site.xml"}, {"hdfs-site.xml"}}));
+            (StringTable{{"core-site.xml"}, {"hdfs-site.xml"}}));
 }
 
 // The release path every object shares: the Java object is given back once; a
@@ -190,10 +189,10 @@ TEST_F(CfgUriTest, ParsedUriFillsTheConfigurationInOrder) {
                           "CfgSetKeyValues", "CfgSetKeyValues", "CfgSetUser"));
   std::vector<ScriptedCall> keyValues = bridge().callsTo("CfgSetKeyValues");
   EXPECT_EQ(keyValues[0].inputs[1].stringTable(),
-            (Table{{"fs.defaultFS", "hdfs://nn.example:8020"}}));
-  EXPECT_EQ(keyValues[1].inputs[1].stringTable(), (Table{{"dfs.replication", "2"}}));
+            (StringTable{{"fs.defaultFS", "hdfs://nn.example:8020"}}));
+  EXPECT_EQ(keyValues[1].inputs[1].stringTable(), (StringTable{{"dfs.replication", "2"}}));
   EXPECT_EQ(bridge().callsTo("CfgAddResourceFiles")[1].inputs[1].stringTable(),
-            (Table{{"b.xml"}}));
+            (StringTable{{"b.xml"}}));
   EXPECT_THAT(userSent(), ElementsAre(ScriptedValue::ofObject(55), ScriptedValue::ofString("alice"),
                                       ScriptedValue::ofString("secret")));
 }

@@ -15,7 +15,7 @@
 #include "scripted_bridge.h"
 #include "zohadoop/core_test_support.h"
 
-using StatsTable = std::vector<std::vector<std::optional<std::string>>>;
+using StatsTable = StringTable;
 
 using FileOwner = std::unique_ptr<ZOHadoopFile, ReleaseDeleter<ZOHadoopFile>>;
 using DirOwner = std::unique_ptr<ZOHadoopDirectory, ReleaseDeleter<ZOHadoopDirectory>>;

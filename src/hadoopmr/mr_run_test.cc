@@ -1,7 +1,9 @@
 // A MapReduce job: what it sends when it runs, how it reads the answers, how
 // stop and release reach the Java job, and its fixed property list.
+#include <gmock/gmock.h>
+
 #include "ZOHadoopMapReduce.h"
-#include "hadoopmr/job_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;

@@ -1,12 +1,13 @@
 // Shared pieces of the library's tests: a fresh scripted bridge per test,
 // captured log lines, an instance that is always released, owners for what it
-// makes, and a poll status the bridge can see.
+// makes, a poll status the bridge can see, and the text answers of jobs.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@
 #include "zo_logger.h"
 #include "zohadoop/ZOHadoopImpl.h"
 #include "zowlp.h"
+
+using StringTable = std::vector<std::vector<std::optional<std::string>>>;
 
 // Every log event while alive, whatever the threshold.
 class LogCapture {
@@ -126,3 +129,28 @@ inline bool isMessage(const ZobString& text, int id) {
   const std::string prefix = "[Hadoop Client " + std::to_string(id) + "]";
   return text.str().compare(0, prefix.size(), prefix) == 0;
 }
+
+// Remembers the texts a run hands over, in order, as "start: ..." and "final: ...".
+class RecordingText final : public HadoopTextStatus {
+ public:
+  void setFinalText(const ZobString& text) override { texts.push_back("final: " + text.str()); }
+  void setStartText(const ZobString& text) override { texts.push_back("start: " + text.str()); }
+  std::vector<std::string> texts;
+};
+
+// The MapReduce and Pig tests: answers of text rows.
+class JobTest : public LibraryTest {
+ protected:
+  static ScriptedAnswer textRows(const std::vector<std::string>& lines) {
+    return ScriptedAnswer::outputs({rows(lines)});
+  }
+  static ScriptedValue rows(const std::vector<std::string>& lines) {
+    StringTable table;
+    for (const std::string& line : lines) table.push_back({line});
+    return ScriptedValue::ofStringRows(table, 1);
+  }
+  // The answer of a wait call: the success flag and the job's text lines.
+  static ScriptedAnswer waitAnswer(bool success, const std::vector<std::string>& lines) {
+    return ScriptedAnswer::outputs({ScriptedValue::ofBool(success), rows(lines)});
+  }
+};
