@@ -260,9 +260,6 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
     if (gate) gate->pass();
     ScriptedCallContext context(record, poll);
     if (answer.kind == ScriptedAnswer::Kind::kHandler) answer = answer.handler(context);
-    for (const ScriptedPoll& planned : answer.polls) {
-      context.poll(planned.done, planned.total, planned.phase ? planned.phase->c_str() : nullptr);
-    }
     status = materialise(answer, record.signature, response);
   }
 

@@ -89,9 +89,7 @@ struct ScriptedAnswer {
   int errorCode = 0;                  // kJavaError
   std::string errorText;              // kJavaError
   int statusCode = 0;                 // kStatus; kUnreadable: the parameters status
-  ScriptedHandler handler;            // kHandler
-  // Poll callbacks to make before answering (skipped without a poll record).
-  std::vector<ScriptedPoll> polls;
+  ScriptedHandler handler;            // kHandler (which may poll first)
 
   // Status 0 with a response of the call's signature, output i from values[i]
   // (missing ones null). A value whose type differs from its code, or more
@@ -109,7 +107,6 @@ struct ScriptedAnswer {
                                    std::vector<ScriptedValue> values = {});
   // Runs `handler` on the calling thread; its answer (not another handler) is used.
   static ScriptedAnswer from(ScriptedHandler handler);
-  ScriptedAnswer& poll(int64_t done, int64_t total, std::optional<std::string> phase);
 };
 
 // What a handler sees of the call it answers.

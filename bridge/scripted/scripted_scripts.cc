@@ -41,12 +41,6 @@ ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {
   return answer;
 }
 
-ScriptedAnswer& ScriptedAnswer::poll(int64_t done, int64_t total,
-                                     std::optional<std::string> phase) {
-  polls.push_back({done, total, std::move(phase)});
-  return *this;
-}
-
 // ---- Contexts ------------------------------------------------------------------
 
 int ScriptedCallContext::poll(int64_t done, int64_t total, const char* phase) {

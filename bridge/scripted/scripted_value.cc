@@ -116,8 +116,7 @@ ScriptedValue ScriptedValue::ofObject(int64_t handle) {
   return value;
 }
 
-ScriptedValue ScriptedValue::ofStringRows(
-    const std::vector<std::vector<std::optional<std::string>>>& rows, int columns) {
+ScriptedValue ScriptedValue::ofStringRows(const StringTable& rows, int columns) {
   if (columns < 0) columns = rows.empty() ? 1 : static_cast<int>(rows.front().size());
   std::vector<std::vector<ScriptedValue>> cells;
   for (const auto& row : rows) {
@@ -143,8 +142,8 @@ ScriptedValue& ScriptedValue::failingNextRowAt(int rowIndex, int status) {
   return *this;
 }
 
-std::vector<std::vector<std::optional<std::string>>> ScriptedValue::stringTable() const {
-  std::vector<std::vector<std::optional<std::string>>> table;
+StringTable ScriptedValue::stringTable() const {
+  StringTable table;
   for (const auto& row : rows) {
     std::vector<std::optional<std::string>> out;
     for (const ScriptedValue& cell : row) {

@@ -116,15 +116,13 @@ TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
 
   EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[1], ScriptedValue::ofString("/data/a.csv"));
   // The entry's stream was configured from the listed directory's URI.
-  std::vector<std::vector<std::optional<std::string>>> table;
+  StringTable table;
   const std::vector<ScriptedCall> keyCalls = bridge().callsTo("CfgSetKeyValues");
   for (size_t i = keysBefore; i < keyCalls.size(); ++i) {
     for (const auto& row : keyCalls[i].inputs[1].stringTable()) table.push_back(row);
   }
-  EXPECT_THAT(table, testing::Contains(std::vector<std::optional<std::string>>{
-                         "fs.defaultFS", "hdfs://nn:8020"}));
-  EXPECT_THAT(table, testing::Contains(std::vector<std::optional<std::string>>{
-                         "dfs.replication", "2"}));
+  EXPECT_THAT(table, testing::Contains(StringTable::value_type{"fs.defaultFS", "hdfs://nn:8020"}));
+  EXPECT_THAT(table, testing::Contains(StringTable::value_type{"dfs.replication", "2"}));
   EXPECT_EQ(bridge().lastCallTo("CfgSetUser").inputs[1], ScriptedValue::ofString("alice"));
 }
 

@@ -182,7 +182,7 @@ TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
 
 TEST_F(ServiceTest, OpenFileTakesItsSizeFromTheFirstEntryOfTheStats) {
   ZOHadoopHDFS* hdfs = makeService();
-  StatsTable stats = entryStats("f.txt", {{"Size", "1234"}, {"Permissions", "420"}});
+  StringTable stats = entryStats("f.txt", {{"Size", "1234"}, {"Permissions", "420"}});
   stats.push_back({std::nullopt, "other"});
   stats.push_back({"Size", "99"});
   answerOpen(77, stats);

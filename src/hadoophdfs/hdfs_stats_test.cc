@@ -16,7 +16,7 @@ class StatsTest : public HdfsTest {};
 // permissions, dated, and the row where it stopped.
 using Parsed = std::tuple<std::string, long, bool, int, bool, int>;
 
-Parsed firstEntry(const StatsTable& table, int columns = 2) {
+Parsed firstEntry(const StringTable& table, int columns = 2) {
   RowSetOwner rows = makeStatsRows(table, columns);
   zowlpParameter* pending = nullptr;
   ZOHadoopHDFSMember entry;
@@ -36,7 +36,7 @@ Parsed firstEntry(const StatsTable& table, int columns = 2) {
 TEST_F(StatsTest, FieldsComeOnlyFromExactKeysAndGoodValues) {
   struct Case {
     const char* what;
-    StatsTable table;
+    StringTable table;
     int columns;
     Parsed expected;
   };
@@ -66,7 +66,7 @@ using Entry = std::tuple<std::string, long, std::string, unsigned long, bool, bo
 
 class DirectoryTest : public HdfsTest {
  protected:
-  DirOwner listing(const StatsTable& table) {
+  DirOwner listing(const StringTable& table) {
     return DirOwner(new ZOHadoopDirImpl(hadoop_.get(), ZobString("/d"),
                                         makeStatsRows(table).release()));
   }
@@ -88,7 +88,7 @@ class DirectoryTest : public HdfsTest {
 // before 1970 gives its signed milliseconds as an unsigned value; a listing
 // that ends on an entry row delivers it bare.
 TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
-  StatsTable table = entryStats("sub", {{"IsDir", "false"}, {"Permissions", "493"}});
+  StringTable table = entryStats("sub", {{"IsDir", "false"}, {"Permissions", "493"}});
   for (const auto& row : entryStats("f.csv", {{"Size", "12"},
                                               {"Permissions", "511"},
                                               {"ModDate", "2026-11-22T08:15:30.250Z"}})) {
@@ -130,7 +130,7 @@ TEST_F(DirectoryTest, CloseEndsTheWalkAndMayBeRepeated) {
 }
 
 TEST_F(DirectoryTest, UnreadableRowReportsAndTheRowsBeforeItAreNotDeliveredTwice) {
-  StatsTable table = entryStats("a", {{"Size", "1"}});
+  StringTable table = entryStats("a", {{"Size", "1"}});
   table.push_back({std::nullopt, "b"});
   table.push_back({"Size", "2"});
   RowSetOwner rows = makeStatsRows(table);

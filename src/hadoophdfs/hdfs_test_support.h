@@ -15,24 +15,22 @@
 #include "scripted_bridge.h"
 #include "zohadoop/core_test_support.h"
 
-using StatsTable = StringTable;
-
 using FileOwner = std::unique_ptr<ZOHadoopFile, ReleaseDeleter<ZOHadoopFile>>;
 using DirOwner = std::unique_ptr<ZOHadoopDirectory, ReleaseDeleter<ZOHadoopDirectory>>;
 
 // A stats row set of string cells (std::nullopt: a null cell), owned by the test.
 using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
 
-inline RowSetOwner makeStatsRows(const StatsTable& table, int columns = 2) {
+inline RowSetOwner makeStatsRows(const StringTable& table, int columns = 2) {
   zowlpRowSet* rows = nullptr;
   EXPECT_EQ(buildRowSet(ScriptedValue::ofStringRows(table, columns), &rows), ZOJNI_OK);
   return RowSetOwner(rows);
 }
 
 // The stats of one entry as the Java side sends them: entry row, then properties.
-inline StatsTable entryStats(const std::string& name,
+inline StringTable entryStats(const std::string& name,
                              const std::vector<std::pair<std::string, std::string>>& props) {
-  StatsTable table{{std::nullopt, name}};
+  StringTable table{{std::nullopt, name}};
   for (const auto& [key, value] : props) table.push_back({key, value});
   return table;
 }
@@ -54,7 +52,7 @@ class HdfsTest : public LibraryTest {
   }
 
   // Scripts the next "HDFSOpenFile" to answer this file object and stats.
-  void answerOpen(int64_t fileObject, std::optional<StatsTable> stats) {
+  void answerOpen(int64_t fileObject, std::optional<StringTable> stats) {
     std::vector<ScriptedValue> outputs{ScriptedValue::ofObject(fileObject)};
     if (stats) outputs.push_back(ScriptedValue::ofStringRows(*stats, 2));
     bridge().answer("HDFSOpenFile", ScriptedAnswer::outputs(outputs));

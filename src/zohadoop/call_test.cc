@@ -87,9 +87,11 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
 }
 
 TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
-  bridge().answer("Run", ScriptedAnswer::outputs({})
-                             .poll(1, 100, std::string("map"))
-                             .poll(50, -1, std::nullopt));
+  bridge().handle("Run", [](ScriptedCallContext& run) {
+    run.poll(1, 100, "map");
+    run.poll(50, -1, nullptr);
+    return ScriptedAnswer::outputs({});
+  });
   InstanceOwner hadoop = makeInstance();
   RecordingPoll poll;
   zowlpResponse* response = nullptr;
@@ -104,7 +106,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   EXPECT_EQ(made.polls[0].answer, 1);
   EXPECT_EQ(made.polls[1].answer, 0);
 
-  // No poll status: no record, and the scripted polls are not made.
+  // No poll status: no record, and no poll is made.
   ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err));
   ResponseOwner second(response);
   made = bridge().lastCallTo("Run");

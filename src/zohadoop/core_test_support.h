@@ -19,8 +19,6 @@
 #include "zohadoop/ZOHadoopImpl.h"
 #include "zowlp.h"
 
-using StringTable = std::vector<std::vector<std::optional<std::string>>>;
-
 // Every log event while alive, whatever the threshold.
 class LogCapture {
  public:
