@@ -20,6 +20,7 @@
 // several threads run side by side.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -232,9 +233,12 @@ class ScriptedBridge {
   }
   std::vector<std::string> methodsCalled() const;
   // "create <proxy name>", "call <method>", "rowset <proxy name>",
-  // "destroy <proxy name>" ("?" for a proxy that was not live).
-  std::vector<std::string> eventLog() const {
-    return locked([&] { return records_.log; });
+  // "destroy <proxy name>" ("?" for a proxy that was not live); from entry `from` on.
+  std::vector<std::string> eventLog(std::size_t from = 0) const {
+    return locked([&] {
+      const auto& log = records_.log;
+      return std::vector<std::string>(log.begin() + std::min(from, log.size()), log.end());
+    });
   }
   // Over the whole process, not reset.
   int liveProxies() const {

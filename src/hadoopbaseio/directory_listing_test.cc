@@ -94,9 +94,7 @@ TEST_F(ListingTest, InitKeepsOnlyTheInstanceAndTheListing) {
   }
   EXPECT_EQ(bridge().eventLog().size(), before);
   listing_.reset();
-  const std::vector<std::string> events = bridge().eventLog();
-  EXPECT_THAT(std::vector<std::string>(events.begin() + before, events.end()),
-              ElementsAre("destroy HadoopClient"));
+  EXPECT_THAT(bridge().eventLog(before), ElementsAre("destroy HadoopClient"));
 }
 
 TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {

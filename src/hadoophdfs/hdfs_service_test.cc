@@ -9,16 +9,23 @@ using ::testing::ElementsAre;
 
 namespace {
 
-class ServiceTest : public HdfsTest {};
+class ServiceTest : public HdfsTest {
+ protected:
+  void SetUp() override {
+    HdfsTest::SetUp();
+    hdfs_ = makeService();
+  }
+
+  ZOHadoopHDFS* hdfs_ = nullptr;
+};
 
 // Creation sends the configuration's object (or a null one); a failed creation
 // releases nothing; a release gives back the Java object once; a service left
 // alive is ended with its instance.
 TEST_F(ServiceTest, CreationAndRelease) {
-  ZOHadoopHDFS* hdfs = makeService();
   EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs,
               ElementsAre(ScriptedValue::ofObject(kCfgObject)));
-  EXPECT_EQ(static_cast<ZOHadoopHDFSImpl*>(hdfs)->javaObject(), kServiceObject);
+  EXPECT_EQ(static_cast<ZOHadoopHDFSImpl*>(hdfs_)->javaObject(), kServiceObject);
 
   bridge().answerNth("CreateHDFS", 2, ScriptedAnswer::unreadable(WLP_ERR_MEMORY));
   bridge().answerNth("CreateHDFS", 3, ScriptedAnswer::outputs({ScriptedValue::ofObject(7)}));
@@ -33,7 +40,7 @@ TEST_F(ServiceTest, CreationAndRelease) {
   EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs,
               ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT)));
 
-  hdfs->release();
+  hdfs_->release();
   const ScriptedCall release = bridge().lastCallTo("HDFSRelease");
   EXPECT_FALSE(release.pollGiven);
   EXPECT_THAT(release.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject)));
@@ -47,12 +54,11 @@ TEST_F(ServiceTest, CreationAndRelease) {
 // What goes where is seen on a real Java side in the end-to-end cases; here
 // only that these quick operations never hand the caller's poll on.
 TEST_F(ServiceTest, RenameAndCopiesNeverConsultThePoll) {
-  ZOHadoopHDFS* hdfs = makeService();
   FixedPoll poll;
   ZobString err;
-  ASSERT_TRUE(hdfs->rename(&poll, "/a", "/b", &err));
-  ASSERT_TRUE(hdfs->copyToLocal(&poll, "/hdfs/src", true, "/tmp/dst", false, &err));
-  ASSERT_TRUE(hdfs->copyFromLocal(&poll, "/tmp/src", false, "/hdfs/dst", true, &err));
+  ASSERT_TRUE(hdfs_->rename(&poll, "/a", "/b", &err));
+  ASSERT_TRUE(hdfs_->copyToLocal(&poll, "/hdfs/src", true, "/tmp/dst", false, &err));
+  ASSERT_TRUE(hdfs_->copyFromLocal(&poll, "/tmp/src", false, "/hdfs/dst", true, &err));
   ASSERT_EQ(bridge().calls().size(), 5u);  // configuration, service, and these three
   for (const ScriptedCall& call : bridge().calls()) {
     EXPECT_FALSE(call.pollGiven) << call.method;
@@ -66,7 +72,6 @@ TEST_F(ServiceTest, RenameAndCopiesNeverConsultThePoll) {
 // makeDirectory and deleteFile report whether the call went through, not what
 // it answered; exists answers true only for a readable true.
 TEST_F(ServiceTest, BooleanAnswers) {
-  ZOHadoopHDFS* hdfs = makeService();
   const std::vector<ScriptedAnswer> answers = {
       ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}),
       ScriptedAnswer::outputs({ScriptedValue::ofBool(false)}),
@@ -80,9 +85,9 @@ TEST_F(ServiceTest, BooleanAnswers) {
       const ZobString path(("/p" + std::to_string(i)).c_str());
       ZobString err;
       bool answer = false;
-      const bool ok = method == "HDFSMKDIR"    ? hdfs->makeDirectory(&poll, path, &err)
-                      : method == "HDFSDelete" ? hdfs->deleteFile(&poll, path, &err)
-                                               : hdfs->exists(&poll, path, &answer, &err);
+      const bool ok = method == "HDFSMKDIR"    ? hdfs_->makeDirectory(&poll, path, &err)
+                      : method == "HDFSDelete" ? hdfs_->deleteFile(&poll, path, &err)
+                                               : hdfs_->exists(&poll, path, &answer, &err);
       results.push_back(std::string(ok ? "ok" : "failed") + (answer ? ", yes" : "") +
                         (err.isNull() ? "" : ", with a text"));
     }
@@ -97,20 +102,19 @@ TEST_F(ServiceTest, BooleanAnswers) {
 
 // Null places for answers are refused with a text before anything is sent.
 TEST_F(ServiceTest, NullAnswerPointersAreRefused) {
-  ZOHadoopHDFS* hdfs = makeService();
   ZobString err;
-  EXPECT_FALSE(hdfs->exists(nullptr, "/a", nullptr, &err));
+  EXPECT_FALSE(hdfs_->exists(nullptr, "/a", nullptr, &err));
   EXPECT_TRUE(isMessage(err, 29)) << err.str();
 
   answerOpen(7, std::nullopt);
-  FileOwner file = openFile(hdfs);
+  FileOwner file = openFile(hdfs_);
   err = ZobString();
   EXPECT_EQ(file->read(nullptr, nullptr, 10, &err), -1);
   EXPECT_TRUE(isMessage(err, 29)) << err.str();
 
   bridge().answer("HDFSListDir", ScriptedAnswer::outputs({ScriptedValue::ofStringRows(
                                      entryStats("f", {}), 2)}));
-  DirOwner dir(hdfs->openDir(nullptr, "/", &err));
+  DirOwner dir(hdfs_->openDir(nullptr, "/", &err));
   ASSERT_NE(dir, nullptr) << err.str();
   long size = 0;
   err = ZobString();
@@ -120,13 +124,12 @@ TEST_F(ServiceTest, NullAnswerPointersAreRefused) {
 }
 
 TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
-  ZOHadoopHDFS* hdfs = makeService();
   bridge().answer("HDFSListDir",
                   ScriptedAnswer::outputs({ScriptedValue::ofStringRows(
                       entryStats("a", {{"Size", "3"}}), 2)}));
   FixedPoll poll;
   ZobString err;
-  DirOwner dir(hdfs->openDir(&poll, "/d", &err));
+  DirOwner dir(hdfs_->openDir(&poll, "/d", &err));
   ASSERT_NE(dir, nullptr) << err.str();
   ScriptedCall call = bridge().lastCallTo("HDFSListDir");
   EXPECT_TRUE(call.pollGiven);
@@ -135,7 +138,7 @@ TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   // Only the listing's rows are still alive: the response is gone.
   EXPECT_EQ(wireObjectsLeft(), 1);
 
-  hdfs->release();
+  hdfs_->release();
   ZobString name;
   long size = 0;
   ZobDate date;
@@ -155,7 +158,6 @@ TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
 }
 
 TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
-  ZOHadoopHDFS* hdfs = makeService();
   struct Case {
     int mode;
     int flags;
@@ -167,8 +169,8 @@ TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
   for (const Case& c : cases) {
     answerOpen(77, std::nullopt);
     ZobString err;
-    FileOwner file(hdfs->openFile(&poll, "/p", static_cast<ZobTxtFileOpenMode>(c.mode),
-                                  c.flags, 8192, &err));
+    FileOwner file(
+        hdfs_->openFile(&poll, "/p", static_cast<ZobTxtFileOpenMode>(c.mode), c.flags, 8192, &err));
     ASSERT_NE(file, nullptr) << err.str();
     ScriptedCall call = bridge().lastCallTo("HDFSOpenFile");
     EXPECT_TRUE(call.pollGiven);
@@ -181,23 +183,21 @@ TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
 }
 
 TEST_F(ServiceTest, OpenFileTakesItsSizeFromTheFirstEntryOfTheStats) {
-  ZOHadoopHDFS* hdfs = makeService();
   StringTable stats = entryStats("f.txt", {{"Size", "1234"}, {"Permissions", "420"}});
   stats.push_back({std::nullopt, "other"});
   stats.push_back({"Size", "99"});
   answerOpen(77, stats);
-  FileOwner file = openFile(hdfs);
+  FileOwner file = openFile(hdfs_);
   EXPECT_EQ(file->getSize(), 1234);
 
   answerOpen(78, std::nullopt);
-  FileOwner bare = openFile(hdfs);
+  FileOwner bare = openFile(hdfs_);
   EXPECT_EQ(bare->getSize(), 0);
 }
 
 // A Java file that came back is closed when its stats cannot be read, keeping
 // the first error; with no Java file there is nothing to close.
 TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFirstError) {
-  ZOHadoopHDFS* hdfs = makeService();
   ScriptedValue stats = ScriptedValue::ofStringRows(entryStats("f", {{"Size", "1"}}), 2);
   stats.failingNextRowAt(1, WLP_ERR_MEMORY);
   ScriptedValue badStats = ScriptedValue::ofStringRows({{std::nullopt, "f"}}, 2);
@@ -209,11 +209,11 @@ TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFi
   bridge().answer("HDFSFileClose", ScriptedAnswer::javaError(5, "close failed too"));
   FixedPoll poll;
   ZobString err;
-  EXPECT_EQ(hdfs->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
+  EXPECT_EQ(hdfs_->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 0);
 
-  EXPECT_EQ(hdfs->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
+  EXPECT_EQ(hdfs_->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
   EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos);
   ScriptedCall close = bridge().lastCallTo("HDFSFileClose");
@@ -225,23 +225,21 @@ TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFi
 
 // ---- An open file ---------------------------------------------------------------
 
-class FileTest : public HdfsTest {
+class FileTest : public ServiceTest {
  protected:
   static constexpr int64_t kFileObject = 321;
 
   void SetUp() override {
-    HdfsTest::SetUp();
-    hdfs_ = makeService();
+    ServiceTest::SetUp();
     answerOpen(kFileObject, entryStats("f.txt", {{"Size", "100"}}));
     file_ = openFile(hdfs_);
     log_.clear();
   }
   void TearDown() override {
     file_.reset();
-    HdfsTest::TearDown();
+    ServiceTest::TearDown();
   }
 
-  ZOHadoopHDFS* hdfs_ = nullptr;
   FileOwner file_;
 };
 

@@ -13,10 +13,7 @@ namespace {
 
 constexpr int64_t kJob = 41;
 
-struct CursorReleaser {
-  void operator()(ZobStringCursor* cursor) const { cursor->release(); }
-};
-using CursorOwner = std::unique_ptr<ZobStringCursor, CursorReleaser>;
+using CursorOwner = std::unique_ptr<ZobStringCursor, ReleaseDeleter<ZobStringCursor>>;
 
 class MapReduceRunTest : public JobTest {
  protected:

@@ -16,10 +16,7 @@ namespace {
 
 constexpr int64_t kRun = 900;
 
-struct OptionsReleaser {
-  void operator()(ZobConfigOptions* options) const { options->release(); }
-};
-using OptionsOwner = std::unique_ptr<ZobConfigOptions, OptionsReleaser>;
+using OptionsOwner = std::unique_ptr<ZobConfigOptions, ReleaseDeleter<ZobConfigOptions>>;
 
 class PigTest : public JobTest {
  protected:
