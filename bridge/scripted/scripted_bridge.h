@@ -48,13 +48,6 @@ struct ScriptedOptionAsk {
   bool terminated = false;  // status 0: value[length] was a NUL
 };
 
-struct ScriptedPoll {
-  int64_t done = 0;
-  int64_t total = 0;
-  std::optional<std::string> phase;  // nullopt: the phase pointer was null
-  int answer = 0;                    // what the callback returned
-};
-
 // Proxy ids number proxies in creation order over the whole process, from 1;
 // 0 is a failed creation, or a null or unknown proxy. Texts are "" for nulls.
 struct ScriptedCreation {
@@ -73,7 +66,6 @@ struct ScriptedCall {
   int32_t pollValue = 0;  // the poll record's value field
   std::string proxyName, method, signature;
   std::vector<ScriptedValue> inputs;  // deep copies (none when records is null)
-  std::vector<ScriptedPoll> polls;
   int status = -1;
 };
 
@@ -113,15 +105,17 @@ struct ScriptedAnswer {
 // What a handler sees of the call it answers.
 class ScriptedCallContext {
  public:
-  ScriptedCallContext(ScriptedCall& call, ZoJniPollRecord* pollRecord)
+  ScriptedCallContext(const ScriptedCall& call, ZoJniPollRecord* pollRecord)
       : call_(call), pollRecord_(pollRecord) {}
   const ScriptedCall& call() const { return call_; }
   bool hasPoll() const { return pollRecord_ != nullptr && pollRecord_->callback; }
-  // Calls the poll callback and records the poll; -1 without a poll record.
-  int poll(int64_t done, int64_t total, const char* phase);
+  // What the poll callback answers; -1 without a poll record.
+  int poll(int64_t done, int64_t total, const char* phase) {
+    return hasPoll() ? pollRecord_->callback(pollRecord_, done, total, phase) : -1;
+  }
 
  private:
-  ScriptedCall& call_;
+  const ScriptedCall& call_;
   ZoJniPollRecord* pollRecord_;
 };
 

@@ -1,5 +1,5 @@
 // The script side of the scripted bridge: answers, creation scripts, the
-// contexts handed to handlers, and gates.
+// creation context handed to their handlers, and gates.
 #include "scripted_bridge.h"
 
 // ---- Answers -------------------------------------------------------------------
@@ -41,15 +41,7 @@ ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {
   return answer;
 }
 
-// ---- Contexts ------------------------------------------------------------------
-
-int ScriptedCallContext::poll(int64_t done, int64_t total, const char* phase) {
-  if (!hasPoll()) return -1;
-  const int answer = pollRecord_->callback(pollRecord_, done, total, phase);
-  call_.polls.push_back({done, total, phase ? std::optional<std::string>(phase) : std::nullopt,
-                         answer});
-  return answer;
-}
+// ---- The creation context ------------------------------------------------------
 
 ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
   ScriptedOptionAsk ask;
