@@ -112,7 +112,7 @@ TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
   text->release();
   EXPECT_THAT(lines, ElementsAre("x,y", "1,2"));
 
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[1], ScriptedValue::ofString("/data/a.csv"));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[1], V::ofString("/data/a.csv"));
   // The entry's stream was configured from the listed directory's URI.
   StringTable table;
   const std::vector<ScriptedCall> keyCalls = bridge().callsTo("CfgSetKeyValues");
@@ -121,7 +121,7 @@ TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
   }
   EXPECT_THAT(table, testing::Contains(StringTable::value_type{"fs.defaultFS", "hdfs://nn:8020"}));
   EXPECT_THAT(table, testing::Contains(StringTable::value_type{"dfs.replication", "2"}));
-  EXPECT_EQ(bridge().lastCallTo("CfgSetUser").inputs[1], ScriptedValue::ofString("alice"));
+  EXPECT_EQ(bridge().lastCallTo("CfgSetUser").inputs[1], V::ofString("alice"));
 }
 
 TEST_F(ListingTest, AnEntryWithoutADirectoryCannotBeOpened) {

@@ -39,14 +39,13 @@ TEST_F(CfgTest, UserRecordSendsAnEmptyPasswordAsNull) {
   ASSERT_TRUE(cfg_->setUserPass("", "", &err));
   EXPECT_TRUE(err.isNull());
   ScriptedCall sent = bridge().lastCallTo("CfgSetUser");
-  EXPECT_THAT(sent.inputs, ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString(""),
-                                       ScriptedValue::ofNull(WLP_TYPE_STRING)));
+  EXPECT_THAT(sent.inputs,
+              ElementsAre(V::ofObject(77), V::ofString(""), V::ofNull(WLP_TYPE_STRING)));
 
   ASSERT_TRUE(cfg_->setUserPass("alice", "s3cret", &err));
   sent = bridge().lastCallTo("CfgSetUser");
   EXPECT_THAT(sent.inputs,
-              ElementsAre(ScriptedValue::ofObject(77), ScriptedValue::ofString("alice"),
-                          ScriptedValue::ofString("s3cret")));
+              ElementsAre(V::ofObject(77), V::ofString("alice"), V::ofString("s3cret")));
 }
 
 TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
@@ -64,7 +63,7 @@ TEST_F(CfgTest, KeyValuesAndResourceFilesGoAsOneRowSetEach) {
   EXPECT_TRUE(err.isNull());
   ScriptedCall sent = bridge().lastCallTo("CfgSetKeyValues");
   ASSERT_EQ(sent.inputs.size(), 2u);
-  EXPECT_EQ(sent.inputs[0], ScriptedValue::ofObject(77));
+  EXPECT_EQ(sent.inputs[0], V::ofObject(77));
   EXPECT_EQ(sent.inputs[1].stringTable(),
             (StringTable{{"dfs.replication", "2"}, {"empty.value", ""}}));
 
@@ -89,7 +88,7 @@ TEST_F(CfgTest, ReleaseGivesBackTheJavaObjectOnceEvenWhenThatFails) {
                           AllOf(StartsWith("3 [Hadoop Client 1725]"), HasSubstr("already gone")),
                           "2 Completed destruction of Hadoop instance " + id + "."));
   cfg_ = nullptr;
-  EXPECT_THAT(bridge().lastCallTo("CfgRelease").inputs, ElementsAre(ScriptedValue::ofObject(77)));
+  EXPECT_THAT(bridge().lastCallTo("CfgRelease").inputs, ElementsAre(V::ofObject(77)));
   // Released by its caller, so the instance has nothing left to end.
   hadoop_.reset();
   EXPECT_EQ(bridge().callCount("CfgRelease"), 1);
@@ -138,7 +137,7 @@ class CfgUriTest : public LibraryTest {
  protected:
   void SetUp() override {
     LibraryTest::SetUp();
-    bridge().answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(55)}));
+    bridge().answer("CreateConfig", ScriptedAnswer::outputs({V::ofObject(55)}));
     storePath_ = ::testing::TempDir() + "core_cfg_credentials.txt";
     std::ofstream store(storePath_);
     store << "# test store\n"
@@ -193,8 +192,8 @@ TEST_F(CfgUriTest, ParsedUriFillsTheConfigurationInOrder) {
   EXPECT_EQ(keyValues[1].inputs[1].stringTable(), (StringTable{{"dfs.replication", "2"}}));
   EXPECT_EQ(bridge().callsTo("CfgAddResourceFiles")[1].inputs[1].stringTable(),
             (StringTable{{"b.xml"}}));
-  EXPECT_THAT(userSent(), ElementsAre(ScriptedValue::ofObject(55), ScriptedValue::ofString("alice"),
-                                      ScriptedValue::ofString("secret")));
+  EXPECT_THAT(userSent(),
+              ElementsAre(V::ofObject(55), V::ofString("alice"), V::ofString("secret")));
 }
 
 TEST_F(CfgUriTest, CredentialStoreIsAskedOnlyForANamedCredentialWithoutUser) {
@@ -202,15 +201,14 @@ TEST_F(CfgUriTest, CredentialStoreIsAskedOnlyForANamedCredentialWithoutUser) {
   uri.credential = "  warehouse ";
   ZobString err;
   ASSERT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
-  EXPECT_THAT(userSent(), ElementsAre(ScriptedValue::ofObject(55), ScriptedValue::ofString("carol"),
-                                      ScriptedValue::ofString("pa ss")));
+  EXPECT_THAT(userSent(), ElementsAre(V::ofObject(55), V::ofString("carol"), V::ofString("pa ss")));
 
   // A user in the URI wins, with the URI's (trimmed) password.
   uri.user = " erin ";
   uri.password = "";
   ASSERT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
-  EXPECT_THAT(userSent(), ElementsAre(ScriptedValue::ofObject(55), ScriptedValue::ofString("erin"),
-                                      ScriptedValue::ofNull(WLP_TYPE_STRING)));
+  EXPECT_THAT(userSent(),
+              ElementsAre(V::ofObject(55), V::ofString("erin"), V::ofNull(WLP_TYPE_STRING)));
 
   // Nothing stored under the name: no user at all, and no error.
   uri.user.clear();
@@ -251,7 +249,7 @@ TEST_F(CfgUriTest, FailuresDeleteTheHalfMadeConfiguration) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     bridge().reset();
-    bridge().answer("CreateConfig", ScriptedAnswer::outputs({ScriptedValue::ofObject(55)}));
+    bridge().answer("CreateConfig", ScriptedAnswer::outputs({V::ofObject(55)}));
     FakeUri uri;
     c.arrange(uri);
     ZobString err;

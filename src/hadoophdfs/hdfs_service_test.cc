@@ -23,12 +23,11 @@ class ServiceTest : public HdfsTest {
 // releases nothing; a release gives back the Java object once; a service left
 // alive is ended with its instance.
 TEST_F(ServiceTest, CreationAndRelease) {
-  EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs,
-              ElementsAre(ScriptedValue::ofObject(kCfgObject)));
+  EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs, ElementsAre(V::ofObject(kCfgObject)));
   EXPECT_EQ(static_cast<ZOHadoopHDFSImpl*>(hdfs_)->javaObject(), kServiceObject);
 
   bridge().answerNth("CreateHDFS", 2, ScriptedAnswer::unreadable(WLP_ERR_MEMORY));
-  bridge().answerNth("CreateHDFS", 3, ScriptedAnswer::outputs({ScriptedValue::ofObject(7)}));
+  bridge().answerNth("CreateHDFS", 3, ScriptedAnswer::outputs({V::ofObject(7)}));
   ZobString err;
   EXPECT_EQ(hadoop_->createHDFS(nullptr, &err), nullptr);
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
@@ -37,18 +36,17 @@ TEST_F(ServiceTest, CreationAndRelease) {
   ZOHadoopHDFS* bare = hadoop_->createHDFS(nullptr, &err);
   ASSERT_NE(bare, nullptr) << err.str();
   EXPECT_TRUE(err.isNull());
-  EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs,
-              ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT)));
+  EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs, ElementsAre(V::ofNull(WLP_TYPE_OBJECT)));
 
   hdfs_->release();
   const ScriptedCall release = bridge().lastCallTo("HDFSRelease");
   EXPECT_FALSE(release.pollGiven);
-  EXPECT_THAT(release.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject)));
+  EXPECT_THAT(release.inputs, ElementsAre(V::ofObject(kServiceObject)));
   // Released by its caller, the service is not ended again with the instance;
   // the one left alive is.
   hadoop_.reset();
   EXPECT_EQ(bridge().callCount("HDFSRelease"), 2);
-  EXPECT_EQ(bridge().lastCallTo("HDFSRelease").inputs[0], ScriptedValue::ofObject(7));
+  EXPECT_EQ(bridge().lastCallTo("HDFSRelease").inputs[0], V::ofObject(7));
 }
 
 // What goes where is seen on a real Java side in the end-to-end cases; here
@@ -64,18 +62,16 @@ TEST_F(ServiceTest, RenameAndCopiesNeverConsultThePoll) {
     EXPECT_FALSE(call.pollGiven) << call.method;
   }
   EXPECT_THAT(bridge().lastCallTo("HDFSCopyFile").inputs,
-              ElementsAre(ScriptedValue::ofObject(kServiceObject), ScriptedValue::ofBool(true),
-                          ScriptedValue::ofString("/tmp/src"), ScriptedValue::ofBool(false),
-                          ScriptedValue::ofString("/hdfs/dst"), ScriptedValue::ofBool(true)));
+              ElementsAre(V::ofObject(kServiceObject), V::ofBool(true), V::ofString("/tmp/src"),
+                          V::ofBool(false), V::ofString("/hdfs/dst"), V::ofBool(true)));
 }
 
 // makeDirectory and deleteFile report whether the call went through, not what
 // it answered; exists answers true only for a readable true.
 TEST_F(ServiceTest, BooleanAnswers) {
   const std::vector<ScriptedAnswer> answers = {
-      ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}),
-      ScriptedAnswer::outputs({ScriptedValue::ofBool(false)}),
-      ScriptedAnswer::unreadable(WLP_ERR_TYPE, {ScriptedValue::ofBool(true)}),
+      ScriptedAnswer::outputs({V::ofBool(true)}), ScriptedAnswer::outputs({V::ofBool(false)}),
+      ScriptedAnswer::unreadable(WLP_ERR_TYPE, {V::ofBool(true)}),
       ScriptedAnswer::javaError(1, "denied")};
   FixedPoll poll;
   for (const std::string method : {"HDFSMKDIR", "HDFSDelete", "HDFSExists"}) {
@@ -95,8 +91,7 @@ TEST_F(ServiceTest, BooleanAnswers) {
     EXPECT_THAT(results, ElementsAre(first, "ok", "ok", "failed, with a text")) << method;
     const ScriptedCall call = bridge().lastCallTo(method);
     EXPECT_EQ(call.pollValue, 250);
-    EXPECT_THAT(call.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject),
-                                         ScriptedValue::ofString("/p3")));
+    EXPECT_THAT(call.inputs, ElementsAre(V::ofObject(kServiceObject), V::ofString("/p3")));
   }
 }
 
@@ -112,8 +107,8 @@ TEST_F(ServiceTest, NullAnswerPointersAreRefused) {
   EXPECT_EQ(file->read(nullptr, nullptr, 10, &err), -1);
   EXPECT_TRUE(isMessage(err, 29)) << err.str();
 
-  bridge().answer("HDFSListDir", ScriptedAnswer::outputs({ScriptedValue::ofStringRows(
-                                     entryStats("f", {}), 2)}));
+  bridge().answer("HDFSListDir",
+                  ScriptedAnswer::outputs({V::ofStringRows(entryStats("f", {}), 2)}));
   DirOwner dir(hdfs_->openDir(nullptr, "/", &err));
   ASSERT_NE(dir, nullptr) << err.str();
   long size = 0;
@@ -125,16 +120,14 @@ TEST_F(ServiceTest, NullAnswerPointersAreRefused) {
 
 TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   bridge().answer("HDFSListDir",
-                  ScriptedAnswer::outputs({ScriptedValue::ofStringRows(
-                      entryStats("a", {{"Size", "3"}}), 2)}));
+                  ScriptedAnswer::outputs({V::ofStringRows(entryStats("a", {{"Size", "3"}}), 2)}));
   FixedPoll poll;
   ZobString err;
   DirOwner dir(hdfs_->openDir(&poll, "/d", &err));
   ASSERT_NE(dir, nullptr) << err.str();
   ScriptedCall call = bridge().lastCallTo("HDFSListDir");
   EXPECT_TRUE(call.pollGiven);
-  EXPECT_THAT(call.inputs, ElementsAre(ScriptedValue::ofObject(kServiceObject),
-                                       ScriptedValue::ofString("/d")));
+  EXPECT_THAT(call.inputs, ElementsAre(V::ofObject(kServiceObject), V::ofString("/d")));
   // Only the listing's rows are still alive: the response is gone.
   EXPECT_EQ(wireObjectsLeft(), 1);
 
@@ -174,10 +167,8 @@ TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
     ASSERT_NE(file, nullptr) << err.str();
     ScriptedCall call = bridge().lastCallTo("HDFSOpenFile");
     EXPECT_TRUE(call.pollGiven);
-    EXPECT_THAT(call.inputs,
-                ElementsAre(ScriptedValue::ofObject(kServiceObject),
-                            ScriptedValue::ofString("/p"), ScriptedValue::ofInt(c.code),
-                            ScriptedValue::ofInt(c.flag), ScriptedValue::ofInt(8192)))
+    EXPECT_THAT(call.inputs, ElementsAre(V::ofObject(kServiceObject), V::ofString("/p"),
+                                         V::ofInt(c.code), V::ofInt(c.flag), V::ofInt(8192)))
         << "mode " << c.mode << " flags " << c.flags;
   }
 }
@@ -198,14 +189,13 @@ TEST_F(ServiceTest, OpenFileTakesItsSizeFromTheFirstEntryOfTheStats) {
 // A Java file that came back is closed when its stats cannot be read, keeping
 // the first error; with no Java file there is nothing to close.
 TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFirstError) {
-  ScriptedValue stats = ScriptedValue::ofStringRows(entryStats("f", {{"Size", "1"}}), 2);
+  ScriptedValue stats = V::ofStringRows(entryStats("f", {{"Size", "1"}}), 2);
   stats.failingNextRowAt(1, WLP_ERR_MEMORY);
-  ScriptedValue badStats = ScriptedValue::ofStringRows({{std::nullopt, "f"}}, 2);
+  ScriptedValue badStats = V::ofStringRows({{std::nullopt, "f"}}, 2);
   badStats.failingNextRowAt(0, WLP_ERR_MEMORY);
-  bridge().answerSequence(
-      "HDFSOpenFile",
-      {ScriptedAnswer::outputs({ScriptedValue::ofNull(WLP_TYPE_OBJECT), badStats}),
-       ScriptedAnswer::outputs({ScriptedValue::ofObject(91), stats})});
+  bridge().answerSequence("HDFSOpenFile",
+                          {ScriptedAnswer::outputs({V::ofNull(WLP_TYPE_OBJECT), badStats}),
+                           ScriptedAnswer::outputs({V::ofObject(91), stats})});
   bridge().answer("HDFSFileClose", ScriptedAnswer::javaError(5, "close failed too"));
   FixedPoll poll;
   ZobString err;
@@ -218,7 +208,7 @@ TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFi
   EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos);
   ScriptedCall close = bridge().lastCallTo("HDFSFileClose");
   EXPECT_TRUE(close.pollGiven);
-  EXPECT_THAT(close.inputs, ElementsAre(ScriptedValue::ofObject(91)));
+  EXPECT_THAT(close.inputs, ElementsAre(V::ofObject(91)));
   EXPECT_EQ(bridge().methodsCalled().back(), "HDFSFileClose");
   EXPECT_TRUE(log_.of("ZO.Hadoop.HDFS.File").empty()) << "no file was made";
 }
@@ -244,10 +234,9 @@ class FileTest : public ServiceTest {
 };
 
 TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
-  bridge().answerSequence("HDFSFileRead",
-                          {ScriptedAnswer::outputs({ScriptedValue::ofBytes("hello")}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofBytes("")}),
-                           ScriptedAnswer::javaError(4, "broken pipe")});
+  bridge().answerSequence("HDFSFileRead", {ScriptedAnswer::outputs({V::ofBytes("hello")}),
+                                           ScriptedAnswer::outputs({V::ofBytes("")}),
+                                           ScriptedAnswer::javaError(4, "broken pipe")});
   FixedPoll poll;
   const char* data = nullptr;
   ZobString err("stale");
@@ -257,8 +246,7 @@ TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   EXPECT_EQ(std::string(data, 5), "hello");
   ScriptedCall call = bridge().lastCallTo("HDFSFileRead");
   EXPECT_TRUE(call.pollGiven);
-  EXPECT_THAT(call.inputs,
-              ElementsAre(ScriptedValue::ofObject(kFileObject), ScriptedValue::ofInt(64)));
+  EXPECT_THAT(call.inputs, ElementsAre(V::ofObject(kFileObject), V::ofInt(64)));
   // One response is held for the bytes; the next read lets it go.
   EXPECT_EQ(wireObjectsLeft(), 1);
 
@@ -274,7 +262,7 @@ TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
   bridge().answerSequence("HDFSFileWrite", {ScriptedAnswer::outputs({}),
                                             ScriptedAnswer::outputs({}),
                                             ScriptedAnswer::javaError(1, "quota")});
-  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({ScriptedValue::ofBytes("keep")}));
+  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({V::ofBytes("keep")}));
   FixedPoll poll;
   ZobString err;
   const char* data = nullptr;
@@ -289,7 +277,7 @@ TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
 
   EXPECT_TRUE(bridge().callsTo("HDFSFileWrite").at(0).pollGiven);
   EXPECT_THAT(bridge().callsTo("HDFSFileWrite").at(1).inputs,
-              ElementsAre(ScriptedValue::ofObject(kFileObject), ScriptedValue::ofBytes(twenty)));
+              ElementsAre(V::ofObject(kFileObject), V::ofBytes(twenty)));
   // A write leaves the bytes of the last read valid.
   EXPECT_EQ(std::string(data, 4), "keep");
 }
@@ -299,8 +287,7 @@ TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
   ZobString err;
   EXPECT_FALSE(file_->close(&err));
   EXPECT_TRUE(isMessage(err, 1725));
-  EXPECT_THAT(bridge().lastCallTo("HDFSFileClose").inputs,
-              ElementsAre(ScriptedValue::ofObject(kFileObject)));
+  EXPECT_THAT(bridge().lastCallTo("HDFSFileClose").inputs, ElementsAre(V::ofObject(kFileObject)));
 
   err = ZobString("stale");
   EXPECT_TRUE(file_->close(&err));
@@ -310,7 +297,7 @@ TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
   // A closed file still calls through, with no Java object.
   const char* data = nullptr;
   file_->read(nullptr, &data, 1, &err);
-  EXPECT_EQ(bridge().lastCallTo("HDFSFileRead").inputs[0], ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().lastCallTo("HDFSFileRead").inputs[0], V::ofObject(0));
   file_.reset();
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
 }
@@ -319,7 +306,7 @@ TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
 // closes it first.
 TEST_F(FileTest, AFileOutlivesItsServiceAndClosesWhenDestroyed) {
   hdfs_->release();
-  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({ScriptedValue::ofBytes("late")}));
+  bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({V::ofBytes("late")}));
   const char* data = nullptr;
   ZobString err;
   ASSERT_EQ(file_->read(nullptr, &data, 4, &err), 4) << err.str();

@@ -23,7 +23,7 @@ using RowSetOwner = std::unique_ptr<zowlpRowSet, ZowlpRowSetDeleter>;
 
 inline RowSetOwner makeStatsRows(const StringTable& table, int columns = 2) {
   zowlpRowSet* rows = nullptr;
-  EXPECT_EQ(buildRowSet(ScriptedValue::ofStringRows(table, columns), &rows), ZOJNI_OK);
+  EXPECT_EQ(buildRowSet(V::ofStringRows(table, columns), &rows), ZOJNI_OK);
   return RowSetOwner(rows);
 }
 
@@ -43,8 +43,7 @@ class HdfsTest : public LibraryTest {
   // A bound service; the instance ends it in TearDown unless the test does.
   ZOHadoopHDFS* makeService() {
     ZOHadoopCfg* cfg = makeConfiguration(kCfgObject);
-    bridge().answer("CreateHDFS",
-                    ScriptedAnswer::outputs({ScriptedValue::ofObject(kServiceObject)}));
+    bridge().answer("CreateHDFS", ScriptedAnswer::outputs({V::ofObject(kServiceObject)}));
     ZobString err;
     ZOHadoopHDFS* hdfs = hadoop_->createHDFS(cfg, &err);
     EXPECT_NE(hdfs, nullptr) << err.str();
@@ -53,8 +52,8 @@ class HdfsTest : public LibraryTest {
 
   // Scripts the next "HDFSOpenFile" to answer this file object and stats.
   void answerOpen(int64_t fileObject, std::optional<StringTable> stats) {
-    std::vector<ScriptedValue> outputs{ScriptedValue::ofObject(fileObject)};
-    if (stats) outputs.push_back(ScriptedValue::ofStringRows(*stats, 2));
+    std::vector<ScriptedValue> outputs{V::ofObject(fileObject)};
+    if (stats) outputs.push_back(V::ofStringRows(*stats, 2));
     bridge().answer("HDFSOpenFile", ScriptedAnswer::outputs(outputs));
   }
 

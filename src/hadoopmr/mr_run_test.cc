@@ -19,8 +19,7 @@ class MapReduceRunTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
-    bridge().answer("CreateMapReduce",
-                    ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
+    bridge().answer("CreateMapReduce", ScriptedAnswer::outputs({V::ofObject(kJob)}));
     bridge().answer("MapReduceWait", waitAnswer(true, {"job done"}));
   }
 
@@ -44,11 +43,10 @@ TEST_F(MapReduceRunTest, EmptyJobSendsANullRowSetAndDeleteOutputAloneIsOneRow) {
   EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient", "call CreateMapReduce",
                                                "call MapReduceRun", "call MapReduceWait"));
   EXPECT_THAT(bridge().lastCallTo("CreateMapReduce").inputs,
-              ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT)));
+              ElementsAre(V::ofNull(WLP_TYPE_OBJECT)));
   EXPECT_THAT(bridge().lastCallTo("MapReduceRun").inputs,
-              ElementsAre(ScriptedValue::ofObject(kJob), ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
-  EXPECT_THAT(bridge().lastCallTo("MapReduceWait").inputs,
-              ElementsAre(ScriptedValue::ofObject(kJob)));
+              ElementsAre(V::ofObject(kJob), V::ofNull(WLP_TYPE_ROWSET)));
+  EXPECT_THAT(bridge().lastCallTo("MapReduceWait").inputs, ElementsAre(V::ofObject(kJob)));
 
   ASSERT_TRUE(job->run(nullptr, nullptr, true, &err)) << err.str();
   EXPECT_EQ(lastDescription().stringTable(),
@@ -98,7 +96,7 @@ TEST_F(MapReduceRunTest, JobObjectIsMadeFromTheConfigurationOnlyOnce) {
   ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
 
   EXPECT_EQ(bridge().callCount("CreateMapReduce"), 1);
-  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce").inputs.at(0), ScriptedValue::ofObject(17));
+  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce").inputs.at(0), V::ofObject(17));
   // The second run sends the whole description again with what was added since.
   EXPECT_EQ(lastDescription().stringTable(),
             (StringTable{{"HADOOP_MAPREDUCE_PATH_INPUT", "/in/one"},
@@ -131,9 +129,8 @@ TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
   EXPECT_THAT(text.texts, ElementsAre("start: "));
 
   // A text row set whose column is not a string is refused, not read as one.
-  bridge().answer("MapReduceWait", ScriptedAnswer::outputs(
-                                       {ScriptedValue::ofBool(false),
-                                        ScriptedValue::ofRows("\x06", {{ScriptedValue::ofInt(5)}})}));
+  bridge().answer("MapReduceWait",
+                  ScriptedAnswer::outputs({V::ofBool(false), V::ofRows("\x06", {{V::ofInt(5)}})}));
   EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
   EXPECT_TRUE(isMessage(err, 1354)) << err.str();
 
@@ -149,10 +146,9 @@ TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
 }
 
 TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
-  bridge().answerSequence(
-      "CreateMapReduce",
-      {ScriptedAnswer::javaError(7, "no such cluster"), ScriptedAnswer::unreadable(),
-       ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)})});
+  bridge().answerSequence("CreateMapReduce", {ScriptedAnswer::javaError(7, "no such cluster"),
+                                              ScriptedAnswer::unreadable(),
+                                              ScriptedAnswer::outputs({V::ofObject(kJob)})});
   ZOHadoopMapReduce* job = makeJob();
   ZobString err;
   EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));

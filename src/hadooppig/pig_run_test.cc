@@ -27,7 +27,7 @@ class PigTest : public JobTest {
   }
 
   static ScriptedAnswer started(int64_t run, const std::vector<std::string>& lines) {
-    return ScriptedAnswer::outputs({ScriptedValue::ofObject(run), rows(lines)});
+    return ScriptedAnswer::outputs({V::ofObject(run), rows(lines)});
   }
 
   ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr, const char* directory = "") {
@@ -49,21 +49,19 @@ TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst
 
   const ScriptedCall run = lastRun();
   EXPECT_EQ(run.proxyName, "HadoopPigClient");
-  EXPECT_THAT(run.inputs, ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT),
-                                      ScriptedValue::ofNull(WLP_TYPE_STRING),
-                                      ScriptedValue::ofNull(WLP_TYPE_ROWSET),
-                                      ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
+  EXPECT_THAT(run.inputs, ElementsAre(V::ofNull(WLP_TYPE_OBJECT), V::ofNull(WLP_TYPE_STRING),
+                                      V::ofNull(WLP_TYPE_ROWSET), V::ofNull(WLP_TYPE_ROWSET)));
   EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopPigClient", "create HadoopClient",
                                                "call RunCommands", "call Wait"));
   const ScriptedCall wait = bridge().lastCallTo("Wait");
-  EXPECT_THAT(wait.inputs, ElementsAre(ScriptedValue::ofObject(kRun)));
+  EXPECT_THAT(wait.inputs, ElementsAre(V::ofObject(kRun)));
   EXPECT_EQ(wait.proxyId, run.proxyId);
 
   ZOHadoopPig* withCfg = makePig(makeConfiguration(17));
   const std::string script = "A = LOAD 'in' AS (x:int);\nDUMP A;";
   ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err)) << err.str();
-  EXPECT_EQ(lastRun().inputs.at(0), ScriptedValue::ofObject(17));
-  EXPECT_EQ(lastRun().inputs.at(1), ScriptedValue::ofString(script));
+  EXPECT_EQ(lastRun().inputs.at(0), V::ofObject(17));
+  EXPECT_EQ(lastRun().inputs.at(1), V::ofString(script));
 }
 
 TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
@@ -129,8 +127,8 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
   bridge().answer("RunCommands", started(901, {}));
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "y", nullptr, &err)) << err.str();
   ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), ScriptedValue::ofObject(901));
-  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), ScriptedValue::ofObject(901));
+  EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(901));
+  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(901));
 }
 
 // A start text that cannot be read shows whether it was built. (An unreadable
@@ -138,8 +136,7 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
 TEST_F(PigTest, StartTextIsBuiltOnlyForASink) {
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
-  bridge().answer("RunCommands",
-                  ScriptedAnswer::outputs({ScriptedValue::ofObject(kRun), broken}));
+  bridge().answer("RunCommands", ScriptedAnswer::outputs({V::ofObject(kRun), broken}));
   ZOHadoopPig* pig = makePig();
   ZobString err;
   EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
@@ -159,7 +156,7 @@ TEST_F(PigTest, StartAnswersDecideWhatIsWaitedFor) {
   bridge().answer("RunCommands", ScriptedAnswer::noResponse());
   RecordingText text;
   ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), ScriptedValue::ofObject(kRun));
+  EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(kRun));
   EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
 }
 
@@ -211,7 +208,7 @@ TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
   // Stop asks the Java side even before any run, with no run handle.
   ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
   EXPECT_EQ(bridge().lastCallTo("Stop").proxyName, "HadoopPigClient");
-  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(0));
 
   pig->setParameter("p", "v", &err);
   pig->registerJar("udf.jar", &err);
@@ -219,19 +216,19 @@ TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
   // A failed release still forgets the run.
   bridge().answer("Release", ScriptedAnswer::javaError(4, "run unknown"));
   pig->clear();
-  EXPECT_EQ(bridge().lastCallTo("Release").inputs.at(0), ScriptedValue::ofObject(900));
+  EXPECT_EQ(bridge().lastCallTo("Release").inputs.at(0), V::ofObject(900));
 
   pig->clear();
   EXPECT_EQ(bridge().callCount("Release"), 1);
   ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), ScriptedValue::ofObject(0));
+  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(0));
   EXPECT_EQ(bridge().callCount("Stop"), 2);
 
   // Jars and parameters went with the clear.
   ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
   const ScriptedCall run = bridge().lastCallTo("RunCommands");
-  EXPECT_EQ(run.inputs.at(2), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
-  EXPECT_EQ(run.inputs.at(3), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+  EXPECT_EQ(run.inputs.at(2), V::ofNull(WLP_TYPE_ROWSET));
+  EXPECT_EQ(run.inputs.at(3), V::ofNull(WLP_TYPE_ROWSET));
 }
 
 TEST_F(PigTest, EndingReleasesTheRunThenItsOwnProxy) {

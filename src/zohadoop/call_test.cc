@@ -42,7 +42,7 @@ class RecordingPoll : public HadoopPollStatus {
 // pass before its own exists) is refused by the bridge only after the main
 // proxy was made.
 TEST_F(CallTest, FirstCallAcquiresTheProxyAndReturnsTheOutputs) {
-  bridge().answer("HDFSExists", ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}));
+  bridge().answer("HDFSExists", ScriptedAnswer::outputs({V::ofBool(true)}));
   InstanceOwner hadoop = makeInstance();
   zowlpResponse* response = reinterpret_cast<zowlpResponse*>(0x1);
   ZobString err;

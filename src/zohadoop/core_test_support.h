@@ -19,6 +19,9 @@
 #include "zohadoop/ZOHadoopImpl.h"
 #include "zowlp.h"
 
+// The wire values tests send and expect, spelled short: V::ofString("x").
+using V = ScriptedValue;
+
 // Every log event while alive, whatever the threshold.
 class LogCapture {
  public:
@@ -112,7 +115,7 @@ class LibraryTest : public CoreTest {
   // A configuration whose Java object is `handle`.
   ZOHadoopCfg* makeConfiguration(int64_t handle) {
     bridge().answerNth("CreateConfig", bridge().callCount("CreateConfig") + 1,
-                       ScriptedAnswer::outputs({ScriptedValue::ofObject(handle)}));
+                       ScriptedAnswer::outputs({V::ofObject(handle)}));
     ZobString err;
     ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err);
     EXPECT_NE(cfg, nullptr) << err.str();
@@ -145,10 +148,10 @@ class JobTest : public LibraryTest {
   static ScriptedValue rows(const std::vector<std::string>& lines) {
     StringTable table;
     for (const std::string& line : lines) table.push_back({line});
-    return ScriptedValue::ofStringRows(table, 1);
+    return V::ofStringRows(table, 1);
   }
   // The answer of a wait call: the success flag and the job's text lines.
   static ScriptedAnswer waitAnswer(bool success, const std::vector<std::string>& lines) {
-    return ScriptedAnswer::outputs({ScriptedValue::ofBool(success), rows(lines)});
+    return ScriptedAnswer::outputs({V::ofBool(success), rows(lines)});
   }
 };

@@ -73,11 +73,10 @@ TEST_F(InstanceTest, PropertiesMatchWithoutCaseAndCloseOnceTheProxyIsHeld) {
 // Children still need the proxy while they end, so they go first, newest first,
 // and a child released by its caller is not ended a second time.
 TEST_F(InstanceTest, ReleaseEndsRemainingChildrenNewestFirstBeforeTheProxy) {
-  bridge().answerSequence("CreateConfig",
-                          {ScriptedAnswer::outputs({ScriptedValue::ofObject(101)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(102)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(103)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(104)})});
+  bridge().answerSequence(
+      "CreateConfig",
+      {ScriptedAnswer::outputs({V::ofObject(101)}), ScriptedAnswer::outputs({V::ofObject(102)}),
+       ScriptedAnswer::outputs({V::ofObject(103)}), ScriptedAnswer::outputs({V::ofObject(104)})});
   InstanceOwner hadoop = makeInstance();
   ZobString err;
   ZOHadoopCfg* first = hadoop->createConfiguration(&err);
