@@ -77,15 +77,14 @@ TEST_F(RawIOTest, BufferSizeComesFromTheCallerElseTheUriElseTheDefault) {
 // Without a URI the configuration refuses (the adapter adds no text of its
 // own); without a place for the size the stream takes its usual one.
 TEST_F(RawIOTest, AStreamWithoutUriFailsToOpenWithATextAndOneWithoutSizeOpens) {
-  ZobString err;
-  raw_.reset(createRawIO(nullptr, &err));
+  raw_.reset(createRawIO(nullptr, &err_));
   ASSERT_NE(raw_, nullptr);
   int size = 0;
   EXPECT_FALSE(raw_->open(ZOB_TXTFILE_READ, 0, &size, nullptr));
   EXPECT_TRUE(isMessage(raw_->getErrorMessage(), 29)) << raw_->getErrorMessage().str();
   EXPECT_EQ(bridge().callCount("CreateConfig"), 0);
   uri_ = uri("hdfs://nn:8020/data/f.txt");
-  raw_.reset(createRawIO(uri_.get(), &err));
+  raw_.reset(createRawIO(uri_.get(), &err_));
   EXPECT_TRUE(raw_->open(ZOB_TXTFILE_READ, 0, nullptr, nullptr)) << raw_->getErrorMessage().str();
   EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[4], V::ofInt(16384));
   EXPECT_EQ(raw_->getBytes(nullptr, 1, 10), -1);

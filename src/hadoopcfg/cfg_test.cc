@@ -159,16 +159,15 @@ class CfgUriTest : public LibraryTest {
 
 // Null URIs and arrays are refused with a text, before any call.
 TEST_F(CfgUriTest, NullUriAndArraysAreRefused) {
-  ZobString err;
-  EXPECT_EQ(hadoop_->createConfiguration(static_cast<ZoHadoopURI*>(nullptr), &err), nullptr);
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
-  ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err);
-  ASSERT_NE(cfg, nullptr) << err.str();
-  EXPECT_FALSE(cfg->addResourceFiles(1, nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_EQ(hadoop_->createConfiguration(static_cast<ZoHadoopURI*>(nullptr), &err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
+  ZOHadoopCfg* cfg = hadoop_->createConfiguration(&err_);
+  ASSERT_NE(cfg, nullptr) << err_.str();
+  EXPECT_FALSE(cfg->addResourceFiles(1, nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
   const ZobString key("k");
-  EXPECT_FALSE(cfg->setKeyValues(1, &key, nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_FALSE(cfg->setKeyValues(1, &key, nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
   EXPECT_THAT(bridge().methodsCalled(), ElementsAre("CreateConfig"));
   cfg->release();
 }
@@ -199,14 +198,13 @@ TEST_F(CfgUriTest, ParsedUriFillsTheConfigurationInOrder) {
 TEST_F(CfgUriTest, CredentialStoreIsAskedOnlyForANamedCredentialWithoutUser) {
   FakeUri uri;
   uri.credential = "  warehouse ";
-  ZobString err;
-  ASSERT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
+  ASSERT_NE(hadoop_->createConfiguration(&uri, &err_), nullptr) << err_.str();
   EXPECT_THAT(userSent(), ElementsAre(V::ofObject(55), V::ofString("carol"), V::ofString("pa ss")));
 
   // A user in the URI wins, with the URI's (trimmed) password.
   uri.user = " erin ";
   uri.password = "";
-  ASSERT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
+  ASSERT_NE(hadoop_->createConfiguration(&uri, &err_), nullptr) << err_.str();
   EXPECT_THAT(userSent(),
               ElementsAre(V::ofObject(55), V::ofString("erin"), V::ofNull(WLP_TYPE_STRING)));
 
@@ -214,14 +212,14 @@ TEST_F(CfgUriTest, CredentialStoreIsAskedOnlyForANamedCredentialWithoutUser) {
   uri.user.clear();
   uri.credential = "unknown";
   const int usersBefore = bridge().callCount("CfgSetUser");
-  ASSERT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
-  EXPECT_TRUE(err.isNull());
+  ASSERT_NE(hadoop_->createConfiguration(&uri, &err_), nullptr) << err_.str();
+  EXPECT_TRUE(err_.isNull());
   EXPECT_EQ(bridge().callCount("CfgSetUser"), usersBefore);
 
   // No store at all behaves the same.
   unsetenv("ZOB_CREDENTIAL_STORE");
   uri.credential = "warehouse";
-  ASSERT_NE(hadoop_->createConfiguration(&uri, &err), nullptr) << err.str();
+  ASSERT_NE(hadoop_->createConfiguration(&uri, &err_), nullptr) << err_.str();
   EXPECT_EQ(bridge().callCount("CfgSetUser"), usersBefore);
 }
 

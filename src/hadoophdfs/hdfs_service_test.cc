@@ -28,14 +28,13 @@ TEST_F(ServiceTest, CreationAndRelease) {
 
   bridge().answerNth("CreateHDFS", 2, ScriptedAnswer::unreadable(WLP_ERR_MEMORY));
   bridge().answerNth("CreateHDFS", 3, ScriptedAnswer::outputs({V::ofObject(7)}));
-  ZobString err;
-  EXPECT_EQ(hadoop_->createHDFS(nullptr, &err), nullptr);
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_EQ(hadoop_->createHDFS(nullptr, &err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("HDFSRelease"), 0);
-  err = ZobString("stale");
-  ZOHadoopHDFS* bare = hadoop_->createHDFS(nullptr, &err);
-  ASSERT_NE(bare, nullptr) << err.str();
-  EXPECT_TRUE(err.isNull());
+  err_ = ZobString("stale");
+  ZOHadoopHDFS* bare = hadoop_->createHDFS(nullptr, &err_);
+  ASSERT_NE(bare, nullptr) << err_.str();
+  EXPECT_TRUE(err_.isNull());
   EXPECT_THAT(bridge().lastCallTo("CreateHDFS").inputs, ElementsAre(V::ofNull(WLP_TYPE_OBJECT)));
 
   hdfs_->release();
@@ -52,11 +51,9 @@ TEST_F(ServiceTest, CreationAndRelease) {
 // What goes where is seen on a real Java side in the end-to-end cases; here
 // only that these quick operations never hand the caller's poll on.
 TEST_F(ServiceTest, RenameAndCopiesNeverConsultThePoll) {
-  FixedPoll poll;
-  ZobString err;
-  ASSERT_TRUE(hdfs_->rename(&poll, "/a", "/b", &err));
-  ASSERT_TRUE(hdfs_->copyToLocal(&poll, "/hdfs/src", true, "/tmp/dst", false, &err));
-  ASSERT_TRUE(hdfs_->copyFromLocal(&poll, "/tmp/src", false, "/hdfs/dst", true, &err));
+  ASSERT_TRUE(hdfs_->rename(&poll_, "/a", "/b", &err_));
+  ASSERT_TRUE(hdfs_->copyToLocal(&poll_, "/hdfs/src", true, "/tmp/dst", false, &err_));
+  ASSERT_TRUE(hdfs_->copyFromLocal(&poll_, "/tmp/src", false, "/hdfs/dst", true, &err_));
   ASSERT_EQ(bridge().calls().size(), 5u);  // configuration, service, and these three
   for (const ScriptedCall& call : bridge().calls()) {
     EXPECT_FALSE(call.pollGiven) << call.method;
@@ -73,7 +70,6 @@ TEST_F(ServiceTest, BooleanAnswers) {
       ScriptedAnswer::outputs({V::ofBool(true)}), ScriptedAnswer::outputs({V::ofBool(false)}),
       ScriptedAnswer::unreadable(WLP_ERR_TYPE, {V::ofBool(true)}),
       ScriptedAnswer::javaError(1, "denied")};
-  FixedPoll poll;
   for (const std::string method : {"HDFSMKDIR", "HDFSDelete", "HDFSExists"}) {
     bridge().answerSequence(method, answers);
     std::vector<std::string> results;
@@ -81,9 +77,9 @@ TEST_F(ServiceTest, BooleanAnswers) {
       const ZobString path(("/p" + std::to_string(i)).c_str());
       ZobString err;
       bool answer = false;
-      const bool ok = method == "HDFSMKDIR"    ? hdfs_->makeDirectory(&poll, path, &err)
-                      : method == "HDFSDelete" ? hdfs_->deleteFile(&poll, path, &err)
-                                               : hdfs_->exists(&poll, path, &answer, &err);
+      const bool ok = method == "HDFSMKDIR"    ? hdfs_->makeDirectory(&poll_, path, &err)
+                      : method == "HDFSDelete" ? hdfs_->deleteFile(&poll_, path, &err)
+                                               : hdfs_->exists(&poll_, path, &answer, &err);
       results.push_back(std::string(ok ? "ok" : "failed") + (answer ? ", yes" : "") +
                         (err.isNull() ? "" : ", with a text"));
     }
@@ -97,34 +93,31 @@ TEST_F(ServiceTest, BooleanAnswers) {
 
 // Null places for answers are refused with a text before anything is sent.
 TEST_F(ServiceTest, NullAnswerPointersAreRefused) {
-  ZobString err;
-  EXPECT_FALSE(hdfs_->exists(nullptr, "/a", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  EXPECT_FALSE(hdfs_->exists(nullptr, "/a", nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
 
   answerOpen(7, std::nullopt);
   FileOwner file = openFile(hdfs_);
-  err = ZobString();
-  EXPECT_EQ(file->read(nullptr, nullptr, 10, &err), -1);
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  err_ = ZobString();
+  EXPECT_EQ(file->read(nullptr, nullptr, 10, &err_), -1);
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
 
   bridge().answer("HDFSListDir",
                   ScriptedAnswer::outputs({V::ofStringRows(entryStats("f", {}), 2)}));
-  DirOwner dir(hdfs_->openDir(nullptr, "/", &err));
-  ASSERT_NE(dir, nullptr) << err.str();
+  DirOwner dir(hdfs_->openDir(nullptr, "/", &err_));
+  ASSERT_NE(dir, nullptr) << err_.str();
   long size = 0;
-  err = ZobString();
-  EXPECT_FALSE(dir->next(nullptr, &size, nullptr, nullptr, nullptr, nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
+  err_ = ZobString();
+  EXPECT_FALSE(dir->next(nullptr, &size, nullptr, nullptr, nullptr, nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
   EXPECT_EQ(bridge().callCount("HDFSExists") + bridge().callCount("HDFSFileRead"), 0);
 }
 
 TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   bridge().answer("HDFSListDir",
                   ScriptedAnswer::outputs({V::ofStringRows(entryStats("a", {{"Size", "3"}}), 2)}));
-  FixedPoll poll;
-  ZobString err;
-  DirOwner dir(hdfs_->openDir(&poll, "/d", &err));
-  ASSERT_NE(dir, nullptr) << err.str();
+  DirOwner dir(hdfs_->openDir(&poll_, "/d", &err_));
+  ASSERT_NE(dir, nullptr) << err_.str();
   ScriptedCall call = bridge().lastCallTo("HDFSListDir");
   EXPECT_TRUE(call.pollGiven);
   EXPECT_THAT(call.inputs, ElementsAre(V::ofObject(kServiceObject), V::ofString("/d")));
@@ -137,7 +130,7 @@ TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   ZobDate date;
   unsigned long millis = 0;
   bool isDir = true, readOnly = false;
-  ASSERT_TRUE(dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err));
+  ASSERT_TRUE(dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err_));
   EXPECT_EQ(name.str(), "a");
   EXPECT_EQ(size, 3);
   dir.reset();
@@ -145,9 +138,9 @@ TEST_F(ServiceTest, OpenDirHandsTheRowSetToAListingThatOutlivesTheService) {
   // An answer without rows names the directory.
   bridge().answer("HDFSListDir", ScriptedAnswer::outputs({}));
   ZOHadoopHDFS* again = makeService();
-  EXPECT_EQ(again->openDir(nullptr, "/none", &err), nullptr);
-  EXPECT_TRUE(isMessage(err, 446)) << err.str();
-  EXPECT_NE(err.str().find("/none"), std::string::npos);
+  EXPECT_EQ(again->openDir(nullptr, "/none", &err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 446)) << err_.str();
+  EXPECT_NE(err_.str().find("/none"), std::string::npos);
 }
 
 TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
@@ -158,12 +151,11 @@ TEST_F(ServiceTest, OpenFileSendsModeCodeAndOnlyTheAppendFlagBit) {
     int flag;
   };
   const Case cases[] = {{1, 0, 0, 0}, {2, 0x200000, 1, 1}, {3, 0x7fdfffff, 2, 0}, {0, ~0, 2, 1}};
-  FixedPoll poll;
   for (const Case& c : cases) {
     answerOpen(77, std::nullopt);
     ZobString err;
-    FileOwner file(
-        hdfs_->openFile(&poll, "/p", static_cast<ZobTxtFileOpenMode>(c.mode), c.flags, 8192, &err));
+    FileOwner file(hdfs_->openFile(&poll_, "/p", static_cast<ZobTxtFileOpenMode>(c.mode), c.flags,
+                                   8192, &err));
     ASSERT_NE(file, nullptr) << err.str();
     ScriptedCall call = bridge().lastCallTo("HDFSOpenFile");
     EXPECT_TRUE(call.pollGiven);
@@ -197,15 +189,13 @@ TEST_F(ServiceTest, OpenFileThatCannotReadItsStatsClosesTheJavaFileAndKeepsTheFi
                           {ScriptedAnswer::outputs({V::ofNull(WLP_TYPE_OBJECT), badStats}),
                            ScriptedAnswer::outputs({V::ofObject(91), stats})});
   bridge().answer("HDFSFileClose", ScriptedAnswer::javaError(5, "close failed too"));
-  FixedPoll poll;
-  ZobString err;
-  EXPECT_EQ(hdfs_->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_EQ(hdfs_->openFile(&poll_, "/f", ZOB_TXTFILE_READ, 0, 0, &err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 0);
 
-  EXPECT_EQ(hdfs_->openFile(&poll, "/f", ZOB_TXTFILE_READ, 0, 0, &err), nullptr);
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
-  EXPECT_NE(err.str().find("zowlpRowSet_nextRow"), std::string::npos);
+  EXPECT_EQ(hdfs_->openFile(&poll_, "/f", ZOB_TXTFILE_READ, 0, 0, &err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
+  EXPECT_NE(err_.str().find("zowlpRowSet_nextRow"), std::string::npos);
   ScriptedCall close = bridge().lastCallTo("HDFSFileClose");
   EXPECT_TRUE(close.pollGiven);
   EXPECT_THAT(close.inputs, ElementsAre(V::ofObject(91)));
@@ -237,10 +227,9 @@ TEST_F(FileTest, ReadHandsOutTheResponseBytesUntilTheNextRead) {
   bridge().answerSequence("HDFSFileRead", {ScriptedAnswer::outputs({V::ofBytes("hello")}),
                                            ScriptedAnswer::outputs({V::ofBytes("")}),
                                            ScriptedAnswer::javaError(4, "broken pipe")});
-  FixedPoll poll;
   const char* data = nullptr;
   ZobString err("stale");
-  ASSERT_EQ(file_->read(&poll, &data, 64, &err), 5);
+  ASSERT_EQ(file_->read(&poll_, &data, 64, &err), 5);
   EXPECT_TRUE(err.isNull());
   ASSERT_NE(data, nullptr);
   EXPECT_EQ(std::string(data, 5), "hello");
@@ -263,16 +252,14 @@ TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
                                             ScriptedAnswer::outputs({}),
                                             ScriptedAnswer::javaError(1, "quota")});
   bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({V::ofBytes("keep")}));
-  FixedPoll poll;
-  ZobString err;
   const char* data = nullptr;
-  ASSERT_EQ(file_->read(nullptr, &data, 4, &err), 4);
+  ASSERT_EQ(file_->read(nullptr, &data, 4, &err_), 4);
   const std::string ten(10, 'a'), twenty(20, 'b');
-  ASSERT_TRUE(file_->write(&poll, ten.data(), 10, &err));
-  ASSERT_TRUE(file_->write(nullptr, twenty.data(), 20, &err));
+  ASSERT_TRUE(file_->write(&poll_, ten.data(), 10, &err_));
+  ASSERT_TRUE(file_->write(nullptr, twenty.data(), 20, &err_));
   EXPECT_EQ(file_->getSize(), 130);
-  EXPECT_FALSE(file_->write(nullptr, ten.data(), 10, &err));
-  EXPECT_TRUE(isMessage(err, 1725));
+  EXPECT_FALSE(file_->write(nullptr, ten.data(), 10, &err_));
+  EXPECT_TRUE(isMessage(err_, 1725));
   EXPECT_EQ(file_->getSize(), 130);
 
   EXPECT_TRUE(bridge().callsTo("HDFSFileWrite").at(0).pollGiven);
@@ -284,19 +271,18 @@ TEST_F(FileTest, WritesSendTheCallersBytesAndGrowTheSizeOnlyWhenTheyWork) {
 
 TEST_F(FileTest, CloseHappensOnceAndForgetsTheFileEvenWhenItFails) {
   bridge().answer("HDFSFileClose", ScriptedAnswer::javaError(8, "lease lost"));
-  ZobString err;
-  EXPECT_FALSE(file_->close(&err));
-  EXPECT_TRUE(isMessage(err, 1725));
+  EXPECT_FALSE(file_->close(&err_));
+  EXPECT_TRUE(isMessage(err_, 1725));
   EXPECT_THAT(bridge().lastCallTo("HDFSFileClose").inputs, ElementsAre(V::ofObject(kFileObject)));
 
-  err = ZobString("stale");
-  EXPECT_TRUE(file_->close(&err));
-  EXPECT_TRUE(err.isNull());
+  err_ = ZobString("stale");
+  EXPECT_TRUE(file_->close(&err_));
+  EXPECT_TRUE(err_.isNull());
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
 
   // A closed file still calls through, with no Java object.
   const char* data = nullptr;
-  file_->read(nullptr, &data, 1, &err);
+  file_->read(nullptr, &data, 1, &err_);
   EXPECT_EQ(bridge().lastCallTo("HDFSFileRead").inputs[0], V::ofObject(0));
   file_.reset();
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);
@@ -308,8 +294,7 @@ TEST_F(FileTest, AFileOutlivesItsServiceAndClosesWhenDestroyed) {
   hdfs_->release();
   bridge().answer("HDFSFileRead", ScriptedAnswer::outputs({V::ofBytes("late")}));
   const char* data = nullptr;
-  ZobString err;
-  ASSERT_EQ(file_->read(nullptr, &data, 4, &err), 4) << err.str();
+  ASSERT_EQ(file_->read(nullptr, &data, 4, &err_), 4) << err_.str();
   EXPECT_EQ(std::string(data, 4), "late");
   file_.reset();
   EXPECT_EQ(bridge().callCount("HDFSFileClose"), 1);

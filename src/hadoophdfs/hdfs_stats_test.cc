@@ -118,14 +118,13 @@ TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
 TEST_F(DirectoryTest, CloseEndsTheWalkAndMayBeRepeated) {
   DirOwner dir = listing(entryStats("a", {{"Size", "1"}}));
   const int live = zowlpTestLiveObjects();
-  ZobString err;
-  EXPECT_TRUE(dir->close(&err));
+  EXPECT_TRUE(dir->close(&err_));
   EXPECT_EQ(zowlpTestLiveObjects(), live - 1);
   EXPECT_TRUE(dir->close(nullptr));
   Entry e;
-  err = ZobString("stale");
-  EXPECT_FALSE(next(dir.get(), &e, &err));
-  EXPECT_TRUE(err.isNull());
+  err_ = ZobString("stale");
+  EXPECT_FALSE(next(dir.get(), &e, &err_));
+  EXPECT_TRUE(err_.isNull());
   EXPECT_EQ(e, (Entry{"", -1, "1970-01-01T00:00:00.000Z", 1, false, false}));
 }
 
@@ -138,11 +137,10 @@ TEST_F(DirectoryTest, UnreadableRowReportsAndTheRowsBeforeItAreNotDeliveredTwice
   DirOwner dir(new ZOHadoopDirImpl(hadoop_.get(), ZobString("/d"), rows.release()));
 
   Entry e;
-  ZobString err;
-  ASSERT_TRUE(next(dir.get(), &e, &err));
+  ASSERT_TRUE(next(dir.get(), &e, &err_));
   EXPECT_EQ(std::get<0>(e), "a");
-  EXPECT_FALSE(next(dir.get(), &e, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_FALSE(next(dir.get(), &e, &err_));
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(std::get<0>(e), "");  // outputs of a false answer were not written
 }
 

@@ -44,8 +44,7 @@ class PigTest : public JobTest {
 
 TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err_)) << err_.str();
 
   const ScriptedCall run = lastRun();
   EXPECT_EQ(run.proxyName, "HadoopPigClient");
@@ -59,7 +58,7 @@ TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst
 
   ZOHadoopPig* withCfg = makePig(makeConfiguration(17));
   const std::string script = "A = LOAD 'in' AS (x:int);\nDUMP A;";
-  ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err)) << err.str();
+  ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err_)) << err_.str();
   EXPECT_EQ(lastRun().inputs.at(0), V::ofObject(17));
   EXPECT_EQ(lastRun().inputs.at(1), V::ofString(script));
 }
@@ -92,20 +91,19 @@ TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
 // came with failed before anything was sent.
 TEST_F(PigTest, OptionsOverrideParametersAndStayForLaterRuns) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  pig->setParameter("input", "/from/parameter", &err);
-  pig->setParameter("keep", "k", &err);
+  pig->setParameter("input", "/from/parameter", &err_);
+  pig->setParameter("keep", "k", &err_);
   OptionsOwner options(zobCreateConfigOptions());
   ASSERT_NE(options, nullptr);
   options->setOption("INPUT", "/from/option");
   options->setOption("extra", "e");
 
   bridge().failAddRowAt(1, 1, WLP_ERR_MEMORY);
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err));
-  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err_));
+  EXPECT_TRUE(isMessage(err_, 768)) << err_.str();
   EXPECT_EQ(bridge().callCount("RunCommands"), 0);
   options.reset();
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(parametersSent(),
             (StringTable{{"extra", "e"}, {"input", "/from/option"}, {"keep", "k"}}));
 }
@@ -115,9 +113,7 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
   bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
   ZOHadoopPig* pig = makePig();
   RecordingText text;
-  FixedPoll poll;
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(&poll, &text, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(&poll_, &text, "x", nullptr, &err_)) << err_.str();
   EXPECT_THAT(text.texts, ElementsAre("start: job_7 started\n2 stages",
                                       "final: Success!\n2 files written"));
   EXPECT_EQ(bridge().lastCallTo("RunCommands").pollValue, 250);
@@ -125,8 +121,8 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
 
   // A later run replaces the handle that stop and wait use.
   bridge().answer("RunCommands", started(901, {}));
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "y", nullptr, &err)) << err.str();
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "y", nullptr, &err_)) << err_.str();
+  ASSERT_TRUE(pig->stop(nullptr, &err_)) << err_.str();
   EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(901));
   EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(901));
 }
@@ -138,24 +134,22 @@ TEST_F(PigTest, StartTextIsBuiltOnlyForASink) {
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
   bridge().answer("RunCommands", ScriptedAnswer::outputs({V::ofObject(kRun), broken}));
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
   RecordingText text;
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("Wait"), 1);
 }
 
 TEST_F(PigTest, StartAnswersDecideWhatIsWaitedFor) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
 
   // No response: the previous run's handle stays and is waited on.
   bridge().answer("RunCommands", ScriptedAnswer::noResponse());
   RecordingText text;
-  ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(kRun));
   EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
 }
@@ -167,20 +161,18 @@ TEST_F(PigTest, WaitWithoutReadableAnswerCountsAsSuccess) {
                            ScriptedAnswer::status(ZOJNI_ERR_JVM)});
   ZOHadoopPig* pig = makePig();
   RecordingText text;
-  ZobString err;
-  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
-  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err_)) << err_.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err_)) << err_.str();
   EXPECT_THAT(text.texts, ElementsAre("start: run started", "start: run started"));
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
 }
 
 TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
   // Nothing here acquires the main proxy, and an instance without one drops its
   // children unended: each client is released by hand.
   makePig(nullptr, "")->release();
-  ZobString err;
-  ASSERT_TRUE(hadoop_->setProperty("pig_java_proxy_dir_name", "/from/property", &err));
+  ASSERT_TRUE(hadoop_->setProperty("pig_java_proxy_dir_name", "/from/property", &err_));
   makePig(nullptr, "")->release();
   makePig(nullptr, "/again/argument")->release();
 
@@ -193,7 +185,7 @@ TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
   EXPECT_THAT(directories, ElementsAre("pig", "/from/property", "/again/argument"));
 
   // Once there is a main proxy, a client's hangs off it.
-  ASSERT_TRUE(hadoop_->getProxy("", &err));
+  ASSERT_TRUE(hadoop_->getProxy("", &err_));
   makePig()->release();
   const std::vector<ScriptedCreation> made = bridge().creations();
   ASSERT_EQ(made.size(), 5u);
@@ -202,17 +194,16 @@ TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
 
 TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
   pig->clear();
   EXPECT_THAT(bridge().calls(), IsEmpty());
   // Stop asks the Java side even before any run, with no run handle.
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->stop(nullptr, &err_)) << err_.str();
   EXPECT_EQ(bridge().lastCallTo("Stop").proxyName, "HadoopPigClient");
   EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(0));
 
-  pig->setParameter("p", "v", &err);
-  pig->registerJar("udf.jar", &err);
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  pig->setParameter("p", "v", &err_);
+  pig->registerJar("udf.jar", &err_);
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   // A failed release still forgets the run.
   bridge().answer("Release", ScriptedAnswer::javaError(4, "run unknown"));
   pig->clear();
@@ -220,12 +211,12 @@ TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
 
   pig->clear();
   EXPECT_EQ(bridge().callCount("Release"), 1);
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->stop(nullptr, &err_)) << err_.str();
   EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(0));
   EXPECT_EQ(bridge().callCount("Stop"), 2);
 
   // Jars and parameters went with the clear.
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   const ScriptedCall run = bridge().lastCallTo("RunCommands");
   EXPECT_EQ(run.inputs.at(2), V::ofNull(WLP_TYPE_ROWSET));
   EXPECT_EQ(run.inputs.at(3), V::ofNull(WLP_TYPE_ROWSET));
@@ -235,8 +226,7 @@ TEST_F(PigTest, EndingReleasesTheRunThenItsOwnProxy) {
   ZOHadoopPig* before = makePig();
   ZOHadoopPig* after = makePig();
   before->release();
-  ZobString err;
-  ASSERT_TRUE(after->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(after->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   hadoop_.reset();
 
   EXPECT_THAT(bridge().eventLog(),

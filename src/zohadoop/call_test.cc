@@ -45,17 +45,16 @@ TEST_F(CallTest, FirstCallAcquiresTheProxyAndReturnsTheOutputs) {
   bridge().answer("HDFSExists", ScriptedAnswer::outputs({V::ofBool(true)}));
   InstanceOwner hadoop = makeInstance();
   zowlpResponse* response = reinterpret_cast<zowlpResponse*>(0x1);
-  ZobString err;
-  ASSERT_TRUE(call(hadoop.get(), "HDFSExists", &response, &err, nullptr,
-                   HADOOP_HDFS_EXISTS_SIG_OUT));
+  ASSERT_TRUE(
+      call(hadoop.get(), "HDFSExists", &response, &err_, nullptr, HADOOP_HDFS_EXISTS_SIG_OUT));
   ResponseOwner owned(response);
   int count = 0;
   zowlpParameter* outputs = nullptr;
   ASSERT_EQ(zowlpResponse_parameters(response, &count, &outputs), 0);
   EXPECT_EQ(outputs[0].value.boolean, 1);
   EXPECT_FALSE(hadoop->callWrapper(nullptr, nullptr, "HadoopPigClient", "Wait",
-                                   JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+                                   JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err_));
+  EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
   EXPECT_THAT(bridge().eventLog(),
               ElementsAre("create HadoopClient", "call HDFSExists", "call Wait"));
 }
@@ -66,16 +65,15 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
                                    ScriptedAnswer::javaError(43, "kept")});
   InstanceOwner hadoop = makeInstance();
   zowlpResponse* response = nullptr;
-  ZobString err;
 
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
+  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err_));
   EXPECT_EQ(response, nullptr);
-  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
-  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
+  EXPECT_TRUE(isMessage(err_, 1725)) << err_.str();
+  EXPECT_THAT(err_.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
 
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
-  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
+  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err_));
+  EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
+  EXPECT_THAT(err_.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
 
   // Without an error argument the response is the caller's to destroy.
   EXPECT_FALSE(call(hadoop.get(), "Work", &response, nullptr));
@@ -95,8 +93,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   InstanceOwner hadoop = makeInstance();
   RecordingPoll poll;
   zowlpResponse* response = nullptr;
-  ZobString err;
-  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err, &poll));
+  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err_, &poll));
   ResponseOwner owned(response);
   EXPECT_THAT(poll.seen, ElementsAre("1/100 map", "50/-1 (null)"));
   ScriptedCall made = bridge().lastCallTo("Run");
@@ -105,7 +102,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   EXPECT_THAT(answers, ElementsAre(1, 0));
 
   // No poll status: no record, and no poll is made.
-  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err));
+  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err_));
   ResponseOwner second(response);
   made = bridge().lastCallTo("Run");
   EXPECT_FALSE(made.pollGiven);

@@ -95,6 +95,8 @@ class CoreTest : public ::testing::Test {
   int wireObjectsLeft() const { return zowlpTestLiveObjects() - liveWireObjects_; }
 
   LogCapture log_;
+  ZobString err_;   // the error text of the test's own calls
+  FixedPoll poll_;  // a poll status for the calls that take one
 
  private:
   int liveWireObjects_ = 0;

@@ -51,12 +51,11 @@ TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
 
 TEST_F(ProxyTest, HeldProxyAcceptsOnlyItsOwnDirectoryCaseSensitively) {
   InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->getProxy("hadoop", &err));
-  EXPECT_TRUE(hadoop->getProxy("hadoop", &err));
-  EXPECT_TRUE(hadoop->getProxy("", &err));
-  EXPECT_FALSE(hadoop->getProxy("Hadoop", &err));
-  EXPECT_EQ(err.str(),
+  ASSERT_TRUE(hadoop->getProxy("hadoop", &err_));
+  EXPECT_TRUE(hadoop->getProxy("hadoop", &err_));
+  EXPECT_TRUE(hadoop->getProxy("", &err_));
+  EXPECT_FALSE(hadoop->getProxy("Hadoop", &err_));
+  EXPECT_EQ(err_.str(),
             "Failed to acquire proxy (Hadoop) due to the proxy already being held with "
             "a different proxy directory (hadoop).");
   EXPECT_EQ(bridge().creations().size(), 1u);
@@ -69,9 +68,8 @@ TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
       {{2, "first error"}, {0, "just saying"}, {3, "second error"}, {1, "careful"},
        {2, "third error"}}));
   InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  EXPECT_FALSE(hadoop->getProxy("dir", &err));
-  EXPECT_EQ(err.str(), "first error\nsecond error\nthird error");
+  EXPECT_FALSE(hadoop->getProxy("dir", &err_));
+  EXPECT_EQ(err_.str(), "first error\nsecond error\nthird error");
   EXPECT_EQ(hadoop->mainProxy(), nullptr);
   EXPECT_THAT(log_.of("ZO.Hadoop"),
               ElementsAre("5 first error", "2 just saying", "5 second error",
@@ -80,16 +78,16 @@ TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
   // An error text already there is extended, not replaced; the stored
   // directory is used again by the retry.
   bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{7, "again"}}));
-  err = ZobString("earlier");
-  EXPECT_FALSE(hadoop->getProxy(hadoop->proxyDirectory(), &err));
-  EXPECT_EQ(err.str(), "earlier\nagain");
+  err_ = ZobString("earlier");
+  EXPECT_FALSE(hadoop->getProxy(hadoop->proxyDirectory(), &err_));
+  EXPECT_EQ(err_.str(), "earlier\nagain");
   EXPECT_EQ(createdDirectory(1), "dir");
 
   // No error message: the text is left as it was.
   bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_JVM, {{1, "warning"}}));
-  err = ZobString("untouched");
-  EXPECT_FALSE(hadoop->getProxy("", &err));
-  EXPECT_EQ(err.str(), "untouched");
+  err_ = ZobString("untouched");
+  EXPECT_FALSE(hadoop->getProxy("", &err_));
+  EXPECT_EQ(err_.str(), "untouched");
 }
 
 TEST_F(ProxyTest, OptionAnswersInTheirOrderOfPrecedence) {
@@ -104,12 +102,11 @@ TEST_F(ProxyTest, OptionAnswersInTheirOrderOfPrecedence) {
        "core.test.platform", "core.test.shadowed", "core.test.missing"}));
 
   InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->setProperty("core.test.property", "from property", &err));
-  ASSERT_TRUE(hadoop->setProperty("core.test.both", "property wins", &err));
+  ASSERT_TRUE(hadoop->setProperty("core.test.property", "from property", &err_));
+  ASSERT_TRUE(hadoop->setProperty("core.test.both", "property wins", &err_));
   // An empty property hides the platform option of the same name.
-  ASSERT_TRUE(hadoop->setProperty("core.test.shadowed", "", &err));
-  ASSERT_TRUE(hadoop->getProxy("the/dir", &err));
+  ASSERT_TRUE(hadoop->setProperty("core.test.shadowed", "", &err_));
+  ASSERT_TRUE(hadoop->getProxy("the/dir", &err_));
   platform->removeOption("core.test.platform");
   platform->removeOption("core.test.shadowed");
   platform->removeOption("core.test.both");
