@@ -2,7 +2,7 @@
 // joining, opening an entry as a text file, and failures at creation.
 #include "hadoopbaseio/ZobHadoopDirectory.h"
 
-#include "hadoopbaseio/baseio_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

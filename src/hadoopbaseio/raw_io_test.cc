@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "hadoopbaseio/baseio_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 

@@ -3,7 +3,7 @@
 // ends. An open file: reads that hand out the response's own bytes, writes that
 // grow the size, and a close that happens once, by hand or at destruction.
 #include "hadoophdfs/ZOHadoopFileImpl.h"
-#include "hadoophdfs/hdfs_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 

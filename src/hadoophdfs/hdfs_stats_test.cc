@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "hadoophdfs/ZOHadoopDirImpl.h"
-#include "hadoophdfs/hdfs_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 namespace {
 
