@@ -147,11 +147,9 @@ StringTable ScriptedValue::stringTable() const {
   for (const auto& row : rows) {
     std::vector<std::optional<std::string>> out;
     for (const ScriptedValue& cell : row) {
-      if (!cell.present) {
-        out.emplace_back(std::nullopt);
-      } else {
-        out.emplace_back(cell.type == WLP_TYPE_STRING ? cell.str : cell.describe());
-      }
+      std::optional<std::string> text;
+      if (cell.present) text = cell.type == WLP_TYPE_STRING ? cell.str : cell.describe();
+      out.push_back(std::move(text));
     }
     table.push_back(std::move(out));
   }

@@ -1,7 +1,5 @@
 // The configuration object: what its operations send, how it ends, and how
 // one is made from a Hadoop URI, with and without the credential store.
-#include <gmock/gmock.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>

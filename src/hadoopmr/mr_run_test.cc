@@ -1,7 +1,5 @@
 // A MapReduce job: what it sends when it runs, how it reads the answers, how
 // stop and release reach the Java job, and its fixed property list.
-#include <gmock/gmock.h>
-
 #include "ZOHadoopMapReduce.h"
 #include "zohadoop/core_test_support.h"
 

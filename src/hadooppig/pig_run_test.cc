@@ -1,13 +1,11 @@
 // A Pig client: its own proxy, what a run sends and how it reads the answers of
 // "RunCommands" and "Wait", stop, clear and the way it ends.
-#include <gmock/gmock.h>
-
 #include <memory>
 
 #include "ZOHadoopPig.h"
-#include "zohadoop/core_test_support.h"
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "zob_options.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -1,7 +1,5 @@
 // The call path: error texts, response ownership, polling and calls that run
 // beside each other. Text rows are joined as the job texts show.
-#include <gmock/gmock.h>
-
 #include <chrono>
 #include <future>
 #include <memory>

@@ -1,7 +1,5 @@
 // The instance: factory, properties, the child registry, refused allocations
 // and the order in which an instance ends.
-#include <gmock/gmock.h>
-
 #include <new>
 
 #include "ZOHadoopCfg.h"

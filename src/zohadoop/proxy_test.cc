@@ -1,8 +1,6 @@
 // Acquisition of the main proxy and the option and message callbacks. The
 // option answers come from one buffer that grows: the answers of the
 // precedence case get longer in turn, so a buffer that stopped growing shows.
-#include <gmock/gmock.h>
-
 #include <sys/syscall.h>
 #include <unistd.h>
 
