@@ -15,13 +15,11 @@ namespace {
 
 using ResponseOwner = std::unique_ptr<zowlpResponse, ZowlpResponseDeleter>;
 
-class CallTest : public CoreTest {
+class CallTest : public LibraryTest {
  protected:
-  bool call(ZOHadoopImpl* hadoop, const char* method, zowlpResponse** response,
-            ZobString* err, HadoopPollStatus* poll = nullptr,
-            const char* signature = JAVA_PROXY_EMPTY_SIG) {
-    return hadoop->callWrapper(poll, "HadoopClient", method, signature, 0, nullptr,
-                               response, err);
+  bool call(const char* method, zowlpResponse** response, ZobString* err,
+            HadoopPollStatus* poll = nullptr, const char* signature = JAVA_PROXY_EMPTY_SIG) {
+    return hadoop_->callWrapper(poll, "HadoopClient", method, signature, 0, nullptr, response, err);
   }
 };
 
@@ -41,17 +39,15 @@ class RecordingPoll : public HadoopPollStatus {
 // proxy was made.
 TEST_F(CallTest, FirstCallAcquiresTheProxyAndReturnsTheOutputs) {
   bridge().answer("HDFSExists", ScriptedAnswer::outputs({V::ofBool(true)}));
-  InstanceOwner hadoop = makeInstance();
   zowlpResponse* response = reinterpret_cast<zowlpResponse*>(0x1);
-  ASSERT_TRUE(
-      call(hadoop.get(), "HDFSExists", &response, &err_, nullptr, HADOOP_HDFS_EXISTS_SIG_OUT));
+  ASSERT_TRUE(call("HDFSExists", &response, &err_, nullptr, HADOOP_HDFS_EXISTS_SIG_OUT));
   ResponseOwner owned(response);
   int count = 0;
   zowlpParameter* outputs = nullptr;
   ASSERT_EQ(zowlpResponse_parameters(response, &count, &outputs), 0);
   EXPECT_EQ(outputs[0].value.boolean, 1);
-  EXPECT_FALSE(hadoop->callWrapper(nullptr, nullptr, "HadoopPigClient", "Wait",
-                                   JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err_));
+  EXPECT_FALSE(hadoop_->callWrapper(nullptr, nullptr, "HadoopPigClient", "Wait",
+                                    JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err_));
   EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
   EXPECT_THAT(bridge().eventLog(),
               ElementsAre("create HadoopClient", "call HDFSExists", "call Wait"));
@@ -61,20 +57,19 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
   bridge().answerSequence("Work", {ScriptedAnswer::javaError(42, "it broke"),
                                    ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD),
                                    ScriptedAnswer::javaError(43, "kept")});
-  InstanceOwner hadoop = makeInstance();
   zowlpResponse* response = nullptr;
 
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err_));
+  EXPECT_FALSE(call("Work", &response, &err_));
   EXPECT_EQ(response, nullptr);
   EXPECT_TRUE(isMessage(err_, 1725)) << err_.str();
   EXPECT_THAT(err_.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
 
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err_));
+  EXPECT_FALSE(call("Work", &response, &err_));
   EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
   EXPECT_THAT(err_.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
 
   // Without an error argument the response is the caller's to destroy.
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, nullptr));
+  EXPECT_FALSE(call("Work", &response, nullptr));
   ASSERT_NE(response, nullptr);
   int code = 0;
   EXPECT_EQ(zowlpError_code(response, &code), 0);
@@ -88,10 +83,9 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
     answers = {run.poll(1, 100, "map"), run.poll(50, -1, nullptr)};
     return ScriptedAnswer::outputs({});
   });
-  InstanceOwner hadoop = makeInstance();
   RecordingPoll poll;
   zowlpResponse* response = nullptr;
-  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err_, &poll));
+  ASSERT_TRUE(call("Run", &response, &err_, &poll));
   ResponseOwner owned(response);
   EXPECT_THAT(poll.seen, ElementsAre("1/100 map", "50/-1 (null)"));
   ScriptedCall made = bridge().lastCallTo("Run");
@@ -100,7 +94,7 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
   EXPECT_THAT(answers, ElementsAre(1, 0));
 
   // No poll status: no record, and no poll is made.
-  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err_));
+  ASSERT_TRUE(call("Run", &response, &err_));
   ResponseOwner second(response);
   made = bridge().lastCallTo("Run");
   EXPECT_FALSE(made.pollGiven);
@@ -110,12 +104,11 @@ TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
 // A call blocked inside the bridge must not hold the instance lock: another
 // thread's call on the same instance completes meanwhile.
 TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
-  InstanceOwner hadoop = makeInstance();
   std::shared_ptr<ScriptedGate> gate = bridge().gate("Slow");
-  auto callOnce = [this, &hadoop](const char* method) {
+  auto callOnce = [this](const char* method) {
     zowlpResponse* response = nullptr;
     ZobString err;
-    const bool ok = call(hadoop.get(), method, &response, &err);
+    const bool ok = call(method, &response, &err);
     if (response) zowlpResponse_destroy(response);
     return ok;
   };
