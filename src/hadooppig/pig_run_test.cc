@@ -110,10 +110,9 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
   bridge().answer("RunCommands", started(kRun, {"job_7 started", "2 stages"}));
   bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
   ZOHadoopPig* pig = makePig();
-  RecordingText text;
-  ASSERT_TRUE(pig->runCommands(&poll_, &text, "x", nullptr, &err_)) << err_.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: job_7 started\n2 stages",
-                                      "final: Success!\n2 files written"));
+  ASSERT_TRUE(pig->runCommands(&poll_, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_THAT(text_.texts,
+              ElementsAre("start: job_7 started\n2 stages", "final: Success!\n2 files written"));
   EXPECT_EQ(bridge().lastCallTo("RunCommands").pollValue, 250);
   EXPECT_EQ(bridge().lastCallTo("Wait").pollValue, 250);
 
@@ -134,8 +133,7 @@ TEST_F(PigTest, StartTextIsBuiltOnlyForASink) {
   ZOHadoopPig* pig = makePig();
   EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
-  RecordingText text;
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err_));
+  EXPECT_FALSE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_));
   EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("Wait"), 1);
 }
@@ -146,10 +144,9 @@ TEST_F(PigTest, StartAnswersDecideWhatIsWaitedFor) {
 
   // No response: the previous run's handle stays and is waited on.
   bridge().answer("RunCommands", ScriptedAnswer::noResponse());
-  RecordingText text;
-  ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err_)) << err_.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(kRun));
-  EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
+  EXPECT_THAT(text_.texts, ElementsAre("final: Success!"));
 }
 
 // The wait is the job's: no readable answer counts as success, a failed call does not.
@@ -158,11 +155,10 @@ TEST_F(PigTest, WaitWithoutReadableAnswerCountsAsSuccess) {
                           {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
                            ScriptedAnswer::status(ZOJNI_ERR_JVM)});
   ZOHadoopPig* pig = makePig();
-  RecordingText text;
-  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err_)) << err_.str();
-  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err_)) << err_.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: run started", "start: run started"));
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err_));
+  EXPECT_TRUE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_THAT(text_.texts, ElementsAre("start: run started", "start: run started"));
+  EXPECT_FALSE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_));
   EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
 }
 

@@ -149,7 +149,7 @@ class RecordingText final : public HadoopTextStatus {
   std::vector<std::string> texts;
 };
 
-// The MapReduce and Pig tests: answers of text rows.
+// The MapReduce and Pig tests: answers of text rows, and a sink for the texts of a run.
 class JobTest : public LibraryTest {
  protected:
   static ScriptedAnswer textRows(const std::vector<std::string>& lines) {
@@ -164,6 +164,8 @@ class JobTest : public LibraryTest {
   static ScriptedAnswer waitAnswer(bool success, const std::vector<std::string>& lines) {
     return ScriptedAnswer::outputs({V::ofBool(success), rows(lines)});
   }
+
+  RecordingText text_;
 };
 
 // ---- HDFS ------------------------------------------------------------------

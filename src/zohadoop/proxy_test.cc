@@ -20,12 +20,7 @@ using ::testing::ElementsAre;
 
 namespace {
 
-class ProxyTest : public LibraryTest {
- protected:
-  std::string createdDirectory(size_t i = 0) const {
-    return bridge().creations().at(i).optionDirectory;
-  }
-};
+class ProxyTest : public LibraryTest {};
 
 TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
   // property (any letter case), argument, the directory asked for
@@ -41,7 +36,7 @@ TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
     }
     ASSERT_TRUE(hadoop->getProxy(argument, &err));
     EXPECT_TRUE(err.isNull());
-    EXPECT_EQ(createdDirectory(i), expected);
+    EXPECT_EQ(bridge().creations().at(i).optionDirectory, expected);
     EXPECT_EQ(hadoop->proxyDirectory().str(), expected);
     EXPECT_FALSE(bridge().creations().at(i).fromProxy);
   }
@@ -77,7 +72,7 @@ TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
   err_ = ZobString("earlier");
   EXPECT_FALSE(hadoop_->getProxy(hadoop_->proxyDirectory(), &err_));
   EXPECT_EQ(err_.str(), "earlier\nagain");
-  EXPECT_EQ(createdDirectory(1), "dir");
+  EXPECT_EQ(bridge().creations().at(1).optionDirectory, "dir");
 
   // No error message: the text is left as it was.
   bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_JVM, {{1, "warning"}}));
