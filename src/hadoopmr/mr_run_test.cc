@@ -19,7 +19,6 @@ class MapReduceRunTest : public JobTest {
     JobTest::SetUp();
     bridge().answer("CreateMapReduce", ScriptedAnswer::outputs({V::ofObject(kJob)}));
     bridge().answer("MapReduceWait", waitAnswer(true, {"job done"}));
-    job_ = makeJob();
   }
 
   ZOHadoopMapReduce* makeJob(ZOHadoopCfg* cfg = nullptr) {
@@ -33,12 +32,11 @@ class MapReduceRunTest : public JobTest {
   static ScriptedValue lastDescription() {
     return bridge().lastCallTo("MapReduceRun").inputs.at(1);
   }
-
-  ZOHadoopMapReduce* job_ = nullptr;
 };
 
 TEST_F(MapReduceRunTest, EmptyJobSendsANullRowSetAndDeleteOutputAloneIsOneRow) {
-  ASSERT_TRUE(job_->run(nullptr, nullptr, false, &err_)) << err_.str();
+  ZOHadoopMapReduce* job = makeJob();
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
   EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient", "call CreateMapReduce",
                                                "call MapReduceRun", "call MapReduceWait"));
   EXPECT_THAT(bridge().lastCallTo("CreateMapReduce").inputs,
@@ -47,7 +45,7 @@ TEST_F(MapReduceRunTest, EmptyJobSendsANullRowSetAndDeleteOutputAloneIsOneRow) {
               ElementsAre(V::ofObject(kJob), V::ofNull(WLP_TYPE_ROWSET)));
   EXPECT_THAT(bridge().lastCallTo("MapReduceWait").inputs, ElementsAre(V::ofObject(kJob)));
 
-  ASSERT_TRUE(job_->run(nullptr, nullptr, true, &err_)) << err_.str();
+  ASSERT_TRUE(job->run(nullptr, nullptr, true, &err_)) << err_.str();
   EXPECT_EQ(lastDescription().stringTable(),
             (StringTable{{"HADOOP_MAPREDUCE_DELETE_OUTPUT", std::nullopt}}));
 }
@@ -55,18 +53,19 @@ TEST_F(MapReduceRunTest, EmptyJobSendsANullRowSetAndDeleteOutputAloneIsOneRow) {
 // Properties go first in key order whatever the call order, then the delete-output
 // row, then paths and jars as added, duplicates included.
 TEST_F(MapReduceRunTest, DescriptionRowsComeInTheirFourGroups) {
+  ZOHadoopMapReduce* job = makeJob();
   ZobString err("stale");
-  job_->addJar("lib/second.jar", &err);
-  job_->addInputPath("/in/a", &err);
-  ASSERT_TRUE(job_->setProperty("HADOOP_MAPREDUCE_PATH_OUTPUT", "/out", &err));
+  job->addJar("lib/second.jar", &err);
+  job->addInputPath("/in/a", &err);
+  ASSERT_TRUE(job->setProperty("HADOOP_MAPREDUCE_PATH_OUTPUT", "/out", &err));
   EXPECT_TRUE(err.isNull());
-  job_->addInputPath("/in/a", &err);
-  job_->setProperty("hadoop_mapreduce_class_map", "org.example.FirstMapper", &err);
-  job_->setProperty("HADOOP_MAPREDUCE_NUM_REDUCERS", "", &err);
-  job_->setProperty("HADOOP_MAPREDUCE_CLASS_MAP", "org.example.Mapper", &err);
-  job_->addJar("lib/first.jar", &err);
-  job_->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "org.example.Combiner", &err);
-  ASSERT_TRUE(job_->run(nullptr, nullptr, true, &err)) << err.str();
+  job->addInputPath("/in/a", &err);
+  job->setProperty("hadoop_mapreduce_class_map", "org.example.FirstMapper", &err);
+  job->setProperty("HADOOP_MAPREDUCE_NUM_REDUCERS", "", &err);
+  job->setProperty("HADOOP_MAPREDUCE_CLASS_MAP", "org.example.Mapper", &err);
+  job->addJar("lib/first.jar", &err);
+  job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "org.example.Combiner", &err);
+  ASSERT_TRUE(job->run(nullptr, nullptr, true, &err)) << err.str();
 
   const ScriptedValue rows = lastDescription();
   EXPECT_EQ(rows.stringTable(),
@@ -103,29 +102,30 @@ TEST_F(MapReduceRunTest, JobObjectIsMadeFromTheConfigurationOnlyOnce) {
 // The start text is read only for a sink (an unreadable one shows whether it
 // was touched); a failed job's text goes into the error with or without one.
 TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
+  ZOHadoopMapReduce* job = makeJob();
   bridge().answer("MapReduceRun", textRows({"job_1 submitted", "tracking url"}));
   bridge().answer("MapReduceWait", waitAnswer(true, {"map 100%", "reduce 100%"}));
-  ASSERT_TRUE(job_->run(nullptr, &text_, false, &err_)) << err_.str();
+  ASSERT_TRUE(job->run(nullptr, &text_, false, &err_)) << err_.str();
   EXPECT_THAT(text_.texts,
               ElementsAre("start: job_1 submitted\ntracking url", "final: map 100%\nreduce 100%"));
 
   text_.texts.clear();
   bridge().answer("MapReduceRun", ScriptedAnswer::unreadable());
   bridge().answer("MapReduceWait", waitAnswer(false, {"Job failed", "task 3 lost"}));
-  EXPECT_FALSE(job_->run(nullptr, &text_, false, &err_));
+  EXPECT_FALSE(job->run(nullptr, &text_, false, &err_));
   EXPECT_EQ(err_.str(), "Job failed\ntask 3 lost");
-  EXPECT_FALSE(job_->run(nullptr, nullptr, false, &err_));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
   EXPECT_EQ(err_.str(), "Job failed\ntask 3 lost");
   EXPECT_THAT(text_.texts, IsEmpty());
 
   bridge().answer("MapReduceRun", textRows({}));
-  EXPECT_FALSE(job_->run(nullptr, &text_, false, &err_));
+  EXPECT_FALSE(job->run(nullptr, &text_, false, &err_));
   EXPECT_THAT(text_.texts, ElementsAre("start: "));
 
   // A text row set whose column is not a string is refused, not read as one.
   bridge().answer("MapReduceWait",
                   ScriptedAnswer::outputs({V::ofBool(false), V::ofRows("\x06", {{V::ofInt(5)}})}));
-  EXPECT_FALSE(job_->run(nullptr, nullptr, false, &err_));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
   EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
 
   ScriptedValue broken = rows({"started"});
@@ -133,8 +133,8 @@ TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
   bridge().answer("MapReduceRun", ScriptedAnswer::outputs({broken}));
   bridge().answer("MapReduceWait", waitAnswer(true, {}));
   const int waits = bridge().callCount("MapReduceWait");
-  EXPECT_TRUE(job_->run(nullptr, nullptr, false, &err_)) << err_.str();
-  EXPECT_FALSE(job_->run(nullptr, &text_, false, &err_));
+  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
+  EXPECT_FALSE(job->run(nullptr, &text_, false, &err_));
   EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("MapReduceWait"), waits + 1);
 }
@@ -143,19 +143,21 @@ TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
   bridge().answerSequence("CreateMapReduce", {ScriptedAnswer::javaError(7, "no such cluster"),
                                               ScriptedAnswer::unreadable(),
                                               ScriptedAnswer::outputs({V::ofObject(kJob)})});
-  EXPECT_FALSE(job_->run(nullptr, nullptr, false, &err_));
+  ZOHadoopMapReduce* job = makeJob();
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
   EXPECT_THAT(err_.str(), HasSubstr("no such cluster"));
-  EXPECT_FALSE(job_->run(nullptr, nullptr, false, &err_));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
   EXPECT_THAT(err_.str(), HasSubstr("(MapReduce Object)"));
   EXPECT_EQ(bridge().callCount("MapReduceRun"), 0);
-  EXPECT_TRUE(job_->run(nullptr, nullptr, false, &err_)) << err_.str();
+  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
   EXPECT_EQ(bridge().callCount("CreateMapReduce"), 3);
 }
 
 TEST_F(MapReduceRunTest, PollStatusGoesWithRunWaitAndStopOnly) {
-  ASSERT_TRUE(job_->run(&poll_, nullptr, false, &err_)) << err_.str();
-  ASSERT_TRUE(job_->stop(&poll_, &err_)) << err_.str();
-  job_->release();
+  ZOHadoopMapReduce* job = makeJob();
+  ASSERT_TRUE(job->run(&poll_, nullptr, false, &err_)) << err_.str();
+  ASSERT_TRUE(job->stop(&poll_, &err_)) << err_.str();
+  job->release();
   std::vector<std::string> polled;
   for (const ScriptedCall& call : bridge().calls()) {
     polled.push_back(call.method + (call.pollGiven ? " " + std::to_string(call.pollValue) : " -"));
