@@ -16,16 +16,11 @@ using Lock = std::lock_guard<std::mutex>;
 
 std::string text(const char* text) { return text ? std::string(text) : std::string(); }
 
-// The first of the three keys that has an answer.
-template <typename Script>
-const Script* pick(const std::map<std::pair<std::string, int>, Script>& byNth,
-                   const std::map<std::string, Script>& byName,
-                   const std::optional<Script>& forAll, const std::string& name, int nth) {
-  auto nthIt = byNth.find({name, nth});
-  if (nthIt != byNth.end()) return &nthIt->second;
-  auto nameIt = byName.find(name);
-  if (nameIt != byName.end()) return &nameIt->second;
-  return forAll ? &*forAll : nullptr;
+// The script under `key`, else `fallback`.
+template <typename Key, typename Script>
+const Script& pick(const std::map<Key, Script>& scripts, const Key& key, const Script& fallback) {
+  auto it = scripts.find(key);
+  return it == scripts.end() ? fallback : it->second;
 }
 
 // A WLP_* status.
@@ -133,26 +128,11 @@ void ScriptedBridge::reset() {
 
 // ---- Scripts -------------------------------------------------------------------
 
-void ScriptedBridge::answer(const std::string& method, ScriptedAnswer answer) {
-  Lock lock(mutex_);
-  scripts_.answers[method] = std::move(answer);
-}
-
-void ScriptedBridge::answerNth(const std::string& method, int nth, ScriptedAnswer answer) {
-  Lock lock(mutex_);
-  scripts_.nthAnswers[{method, nth}] = std::move(answer);
-}
-
 void ScriptedBridge::answerSequence(const std::string& method,
                                     std::vector<ScriptedAnswer> answers) {
   for (std::size_t i = 0; i < answers.size(); ++i) {
     answerNth(method, static_cast<int>(i) + 1, std::move(answers[i]));
   }
-}
-
-void ScriptedBridge::answerUnscripted(ScriptedAnswer answer) {
-  Lock lock(mutex_);
-  scripts_.unscripted = std::move(answer);
 }
 
 std::shared_ptr<ScriptedGate> ScriptedBridge::gate(const std::string& method) {
@@ -162,32 +142,7 @@ std::shared_ptr<ScriptedGate> ScriptedBridge::gate(const std::string& method) {
   return gate;
 }
 
-void ScriptedBridge::onCreate(ScriptedCreateScript script) {
-  Lock lock(mutex_);
-  scripts_.createForAll = std::move(script);
-}
-
-void ScriptedBridge::onCreate(const std::string& proxyName, ScriptedCreateScript script) {
-  Lock lock(mutex_);
-  scripts_.createByName[proxyName] = std::move(script);
-}
-
-void ScriptedBridge::failAddRowAt(int nthRowSet, int rowIndex, int status) {
-  Lock lock(mutex_);
-  scripts_.addRowFailures.push_back({nthRowSet, rowIndex, status});
-}
-
 // ---- Records -------------------------------------------------------------------
-
-std::vector<ScriptedCreation> ScriptedBridge::creations() const {
-  Lock lock(mutex_);
-  return records_.creations;
-}
-
-std::vector<ScriptedCall> ScriptedBridge::calls() const {
-  Lock lock(mutex_);
-  return records_.calls;
-}
 
 std::vector<ScriptedCall> ScriptedBridge::callsTo(const std::string& method) const {
   std::vector<ScriptedCall> found = calls();
@@ -197,37 +152,15 @@ std::vector<ScriptedCall> ScriptedBridge::callsTo(const std::string& method) con
   return found;
 }
 
-std::optional<ScriptedCall> ScriptedBridge::lastCallTo(const std::string& method) const {
+ScriptedCall ScriptedBridge::lastCallTo(const std::string& method) const {
   std::vector<ScriptedCall> found = callsTo(method);
-  if (found.empty()) return std::nullopt;
-  return std::move(found.back());
-}
-
-int ScriptedBridge::callCount(const std::string& method) const {
-  Lock lock(mutex_);
-  auto it = records_.callCounts.find(method);
-  return it == records_.callCounts.end() ? 0 : it->second;
+  return found.empty() ? ScriptedCall() : std::move(found.back());
 }
 
 std::vector<std::string> ScriptedBridge::methodsCalled() const {
   std::vector<std::string> methods;
   for (const ScriptedCall& call : calls()) methods.push_back(call.method);
   return methods;
-}
-
-std::vector<ScriptedRowSetCreation> ScriptedBridge::rowSetCreations() const {
-  Lock lock(mutex_);
-  return records_.rowSets;
-}
-
-std::vector<std::string> ScriptedBridge::eventLog() const {
-  Lock lock(mutex_);
-  return records_.log;
-}
-
-int ScriptedBridge::liveProxies() const {
-  Lock lock(mutex_);
-  return static_cast<int>(live_.size());
 }
 
 // ---- The bridge operations ----------------------------------------------------------
@@ -246,23 +179,17 @@ int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
   record.jar = text(jar);
   record.proxyName = text(proxyName);
   record.className = text(className);
-  if (options) {
-    record.options = *options;
-    record.optionDirectory = text(options->directory);
-  }
-  ScriptedCreateScript script = ScriptedCreateScript::asking(
+  if (options) record.optionDirectory = text(options->directory);
+  static const ScriptedCreateScript kDefault = ScriptedCreateScript::asking(
       {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION"});
+  ScriptedCreateScript script;
   uint64_t generation = 0;
   std::size_t index = 0;
   {
     Lock lock(mutex_);
     record.baseId = idOf(base);
-    auto byName = scripts_.createByName.find(record.proxyName);
-    if (byName != scripts_.createByName.end()) {
-      script = byName->second;
-    } else if (scripts_.createForAll) {
-      script = *scripts_.createForAll;
-    }
+    script = pick(scripts_.createByName, record.proxyName,
+                  scripts_.createForAll ? *scripts_.createForAll : kDefault);
     generation = generation_;
     index = records_.creations.size();
     records_.log.push_back("create " + record.proxyName);
@@ -281,7 +208,6 @@ int ScriptedBridge::create(bool fromProxy, zojniProxy* base, const char* jar,
     proxy->id = nextProxyId_++;
     proxy->proxyName = record.proxyName;
     record.proxyId = proxy->id;
-    record.proxy = proxy.get();
     *out = proxy.get();
     live_[proxy.get()] = std::move(proxy);
   }
@@ -295,13 +221,11 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
                          zowlpParameter* params, zowlpResponse** response) {
   if (response) *response = nullptr;
   ScriptedCall record;
-  record.proxy = proxy;
   record.pollGiven = poll != nullptr;
   record.pollValue = poll ? poll->value : 0;
   record.proxyName = text(proxyName);
   record.method = text(method);
   record.signature = text(signature);
-  record.count = count;
 
   int status = checkCallArguments(method, signature, count, params, response);
   // The inputs are copied even when the call is refused: a test wants to see
@@ -312,7 +236,8 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
     if (status == ZOJNI_OK) status = copied;
   }
 
-  ScriptedAnswer answer = ScriptedAnswer::outputs({});
+  static const ScriptedAnswer kDefault = ScriptedAnswer::outputs({});
+  ScriptedAnswer answer;
   std::shared_ptr<ScriptedGate> gate;
   uint64_t generation = 0;
   std::size_t index = 0;
@@ -320,13 +245,11 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
     Lock lock(mutex_);
     record.proxyId = idOf(proxy);
     if (record.proxyId == 0 && status == ZOJNI_OK) status = ZOJNI_ERR_ARGUMENT;
-    record.nth = ++records_.callCounts[record.method];
-    if (const ScriptedAnswer* found = pick(scripts_.nthAnswers, scripts_.answers,
-                                           scripts_.unscripted, record.method, record.nth)) {
-      answer = *found;
-    }
-    auto gateIt = scripts_.gates.find(record.method);
-    if (gateIt != scripts_.gates.end()) gate = gateIt->second;
+    const int nth = ++records_.callCounts[record.method];
+    answer = pick(scripts_.nthAnswers, {record.method, nth},
+                  pick(scripts_.answers, record.method,
+                       scripts_.unscripted ? *scripts_.unscripted : kDefault));
+    gate = pick(scripts_.gates, record.method, std::shared_ptr<ScriptedGate>());
     generation = generation_;
     index = records_.calls.size();
     records_.log.push_back("call " + record.method);
@@ -337,9 +260,6 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
     if (gate) gate->pass();
     ScriptedCallContext context(record, poll);
     if (answer.kind == ScriptedAnswer::Kind::kHandler) answer = answer.handler(context);
-    for (const ScriptedPoll& planned : answer.polls) {
-      context.poll(planned.done, planned.total, planned.phase ? planned.phase->c_str() : nullptr);
-    }
     status = materialise(answer, record.signature, response);
   }
 
@@ -351,31 +271,23 @@ int ScriptedBridge::call(zojniProxy* proxy, ZoJniPollRecord* poll, const char* p
 
 zowlpRowSet* ScriptedBridge::createRowSet(zojniProxy* proxy, const char* columnTypes) {
   Lock lock(mutex_);
-  ScriptedRowSetCreation record;
-  record.proxyId = idOf(proxy);
-  record.columnTypes = text(columnTypes);
+  auto it = live_.find(proxy);
   const int nth = ++records_.rowSetCount;
-  if (record.proxyId != 0 && columnTypes != nullptr) {
-    record.rowSet = zowlpRowSet_create(columnTypes);
-  }
+  zowlpRowSet* rowSet = nullptr;
+  if (it != live_.end() && columnTypes != nullptr) rowSet = zowlpRowSet_create(columnTypes);
   for (const AddRowFailure& failure : scripts_.addRowFailures) {
-    if (record.rowSet && (failure.nthRowSet == 0 || failure.nthRowSet == nth)) {
-      zowlpRowSet_testFailAddRowAt(record.rowSet, failure.rowIndex, failure.status);
+    if (rowSet && (failure.nthRowSet == 0 || failure.nthRowSet == nth)) {
+      zowlpRowSet_testFailAddRowAt(rowSet, failure.rowIndex, failure.status);
     }
   }
-  records_.log.push_back("rowset " + std::to_string(record.columnTypes.size()));
-  records_.rowSets.push_back(record);
-  return record.rowSet;
+  records_.log.push_back("rowset " + (it == live_.end() ? "?" : it->second->proxyName));
+  return rowSet;
 }
 
 void ScriptedBridge::destroy(zojniProxy* proxy) {
   if (proxy == nullptr) return;
   Lock lock(mutex_);
-  std::string name = "?";
   auto it = live_.find(proxy);
-  if (it != live_.end()) {
-    name = it->second->proxyName;
-    live_.erase(it);
-  }
-  records_.log.push_back("destroy " + name);
+  records_.log.push_back("destroy " + (it == live_.end() ? "?" : it->second->proxyName));
+  if (it != live_.end()) live_.erase(it);
 }

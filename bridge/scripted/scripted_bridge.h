@@ -20,6 +20,7 @@
 // several threads run side by side.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -47,53 +48,25 @@ struct ScriptedOptionAsk {
   bool terminated = false;  // status 0: value[length] was a NUL
 };
 
-struct ScriptedMessage {
-  int type = 0;
-  std::string text;
-  int result = 0;  // what the callback returned
-};
-
-struct ScriptedPoll {
-  int64_t done = 0;
-  int64_t total = 0;
-  std::optional<std::string> phase;  // nullopt: the phase pointer was null
-  int answer = 0;                    // what the callback returned
-};
-
 // Proxy ids number proxies in creation order over the whole process, from 1;
 // 0 is a failed creation, or a null or unknown proxy. Texts are "" for nulls.
 struct ScriptedCreation {
   int proxyId = 0;
-  zojniProxy* proxy = nullptr;
   bool fromProxy = false;  // zojniProxyCreateFromProxy (base may be null)
   int baseId = 0;
   std::string jar, proxyName, className;
-  // The option record as it was at the start (zeroed when there was none),
-  // and a copy of the directory it points to.
-  ZoJniOptionRecord options{};
-  std::string optionDirectory;
+  std::string optionDirectory;  // of the option record, "" without one
   std::vector<ScriptedOptionAsk> asks;
-  std::vector<ScriptedMessage> reports;
   int status = -1;
 };
 
 struct ScriptedCall {
   int proxyId = 0;
-  const zojniProxy* proxy = nullptr;
   bool pollGiven = false;
   int32_t pollValue = 0;  // the poll record's value field
   std::string proxyName, method, signature;
-  int count = 0;
   std::vector<ScriptedValue> inputs;  // deep copies (none when records is null)
-  std::vector<ScriptedPoll> polls;
   int status = -1;
-  int nth = 0;  // calls of this method since reset(), 1 for the first
-};
-
-struct ScriptedRowSetCreation {
-  int proxyId = 0;
-  std::string columnTypes;
-  zowlpRowSet* rowSet = nullptr;  // null when the script made it fail
 };
 
 // ---- Call scripts --------------------------------------------------------------
@@ -109,9 +82,7 @@ struct ScriptedAnswer {
   int errorCode = 0;                  // kJavaError
   std::string errorText;              // kJavaError
   int statusCode = 0;                 // kStatus; kUnreadable: the parameters status
-  ScriptedHandler handler;            // kHandler
-  // Poll callbacks to make before answering (skipped without a poll record).
-  std::vector<ScriptedPoll> polls;
+  ScriptedHandler handler;            // kHandler (which may poll first)
 
   // Status 0 with a response of the call's signature, output i from values[i]
   // (missing ones null). A value whose type differs from its code, or more
@@ -129,21 +100,22 @@ struct ScriptedAnswer {
                                    std::vector<ScriptedValue> values = {});
   // Runs `handler` on the calling thread; its answer (not another handler) is used.
   static ScriptedAnswer from(ScriptedHandler handler);
-  ScriptedAnswer& poll(int64_t done, int64_t total, std::optional<std::string> phase);
 };
 
 // What a handler sees of the call it answers.
 class ScriptedCallContext {
  public:
-  ScriptedCallContext(ScriptedCall& call, ZoJniPollRecord* pollRecord)
+  ScriptedCallContext(const ScriptedCall& call, ZoJniPollRecord* pollRecord)
       : call_(call), pollRecord_(pollRecord) {}
   const ScriptedCall& call() const { return call_; }
   bool hasPoll() const { return pollRecord_ != nullptr && pollRecord_->callback; }
-  // Calls the poll callback and records the poll; -1 without a poll record.
-  int poll(int64_t done, int64_t total, const char* phase);
+  // What the poll callback answers; -1 without a poll record.
+  int poll(int64_t done, int64_t total, const char* phase) {
+    return hasPoll() ? pollRecord_->callback(pollRecord_, done, total, phase) : -1;
+  }
 
  private:
-  ScriptedCall& call_;
+  const ScriptedCall& call_;
   ZoJniPollRecord* pollRecord_;
 };
 
@@ -172,8 +144,8 @@ class ScriptedCreateContext {
                         ZoJniMessageRecord* messages)
       : creation_(creation), options_(options), messages_(messages) {}
   const ScriptedCreation& creation() const { return creation_; }
-  // Ask the callbacks and record the answers; status -1 (nothing recorded)
-  // when there is no such record.
+  // Ask the callbacks (recording the option answers); status -1 (nothing
+  // recorded) when there is no such record.
   ScriptedOptionAsk askOption(const std::string& name);
   int report(int type, const std::string& text);
 
@@ -207,37 +179,65 @@ class ScriptedBridge {
 
   // A call of method M, its n-th since reset(), takes the answer set for (M, n),
   // else the latest for M, else the unscripted one.
-  void answer(const std::string& method, ScriptedAnswer answer);
-  void answerNth(const std::string& method, int nth, ScriptedAnswer answer);
+  void answer(const std::string& method, ScriptedAnswer answer) {
+    locked([&] { scripts_.answers[method] = std::move(answer); });
+  }
+  void answerNth(const std::string& method, int nth, ScriptedAnswer answer) {
+    locked([&] { scripts_.nthAnswers[{method, nth}] = std::move(answer); });
+  }
   void answerSequence(const std::string& method, std::vector<ScriptedAnswer> answers);
   void handle(const std::string& method, ScriptedHandler handler) {
     answer(method, ScriptedAnswer::from(std::move(handler)));
   }
-  void answerUnscripted(ScriptedAnswer answer);
+  void answerUnscripted(ScriptedAnswer answer) {
+    locked([&] { scripts_.unscripted = std::move(answer); });
+  }
   std::shared_ptr<ScriptedGate> gate(const std::string& method);  // one per method
 
   // A creation under proxy name P runs the script for P, else for every name,
   // else the default.
-  void onCreate(ScriptedCreateScript script);
-  void onCreate(const std::string& proxyName, ScriptedCreateScript script);
+  void onCreate(ScriptedCreateScript script) {
+    locked([&] { scripts_.createForAll = std::move(script); });
+  }
+  void onCreate(const std::string& proxyName, ScriptedCreateScript script) {
+    locked([&] { scripts_.createByName[proxyName] = std::move(script); });
+  }
 
   // zowlpRowSet_addRow on the nth row set made (0: every one) fails with
   // `status` when it would add row `rowIndex`.
-  void failAddRowAt(int nthRowSet, int rowIndex, int status);
+  void failAddRowAt(int nthRowSet, int rowIndex, int status) {
+    locked([&] { scripts_.addRowFailures.push_back({nthRowSet, rowIndex, status}); });
+  }
 
   // Records: copies, in the order things happened.
-  std::vector<ScriptedCreation> creations() const;
-  std::vector<ScriptedCall> calls() const;
+  std::vector<ScriptedCreation> creations() const {
+    return locked([&] { return records_.creations; });
+  }
+  std::vector<ScriptedCall> calls() const {
+    return locked([&] { return records_.calls; });
+  }
   std::vector<ScriptedCall> callsTo(const std::string& method) const;
-  std::optional<ScriptedCall> lastCallTo(const std::string& method) const;
-  int callCount(const std::string& method) const;
+  // An empty record (no proxy, no inputs) when there was no such call.
+  ScriptedCall lastCallTo(const std::string& method) const;
+  int callCount(const std::string& method) const {
+    return locked([&] {
+      auto it = records_.callCounts.find(method);
+      return it == records_.callCounts.end() ? 0 : it->second;
+    });
+  }
   std::vector<std::string> methodsCalled() const;
-  std::vector<ScriptedRowSetCreation> rowSetCreations() const;
-  // "create <proxy name>", "call <method>", "rowset <column count>",
-  // "destroy <proxy name>" ("?" for a pointer that was not live).
-  std::vector<std::string> eventLog() const;
+  // "create <proxy name>", "call <method>", "rowset <proxy name>",
+  // "destroy <proxy name>" ("?" for a proxy that was not live); from entry `from` on.
+  std::vector<std::string> eventLog(std::size_t from = 0) const {
+    return locked([&] {
+      const auto& log = records_.log;
+      return std::vector<std::string>(log.begin() + std::min(from, log.size()), log.end());
+    });
+  }
   // Over the whole process, not reset.
-  int liveProxies() const;
+  int liveProxies() const {
+    return locked([&] { return static_cast<int>(live_.size()); });
+  }
 
   // What the zojni* functions forward to.
   int create(bool fromProxy, zojniProxy* base, const char* jar, const char* proxyName,
@@ -255,6 +255,11 @@ class ScriptedBridge {
  private:
   ScriptedBridge() = default;
   int idOf(const zojniProxy* proxy) const;
+  template <typename Work>
+  auto locked(Work work) const -> decltype(work()) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return work();
+  }
 
   mutable std::mutex mutex_;
   // Bumped by reset(): work that started before it must not write into the
@@ -264,7 +269,6 @@ class ScriptedBridge {
   struct Records {
     std::vector<ScriptedCreation> creations;
     std::vector<ScriptedCall> calls;
-    std::vector<ScriptedRowSetCreation> rowSets;
     std::vector<std::string> log;
     std::map<std::string, int> callCounts;
     int rowSetCount = 0;

@@ -1,23 +1,24 @@
 // The script side of the scripted bridge: answers, creation scripts, the
-// contexts handed to handlers, and gates.
+// creation context handed to their handlers, and gates.
 #include "scripted_bridge.h"
 
 // ---- Answers -------------------------------------------------------------------
 
 namespace {
 
-ScriptedAnswer make(ScriptedAnswer::Kind kind) {
+ScriptedAnswer make(ScriptedAnswer::Kind kind, std::vector<ScriptedValue> values = {},
+                    int statusCode = 0) {
   ScriptedAnswer answer;
   answer.kind = kind;
+  answer.values = std::move(values);
+  answer.statusCode = statusCode;
   return answer;
 }
 
 }  // namespace
 
 ScriptedAnswer ScriptedAnswer::outputs(std::vector<ScriptedValue> values) {
-  ScriptedAnswer answer = make(Kind::kOutputs);
-  answer.values = std::move(values);
-  return answer;
+  return make(Kind::kOutputs, std::move(values));
 }
 
 ScriptedAnswer ScriptedAnswer::javaError(int code, std::string text) {
@@ -27,18 +28,11 @@ ScriptedAnswer ScriptedAnswer::javaError(int code, std::string text) {
   return answer;
 }
 
-ScriptedAnswer ScriptedAnswer::status(int status) {
-  ScriptedAnswer answer = make(Kind::kStatus);
-  answer.statusCode = status;
-  return answer;
-}
+ScriptedAnswer ScriptedAnswer::status(int status) { return make(Kind::kStatus, {}, status); }
 
 ScriptedAnswer ScriptedAnswer::unreadable(int parametersStatus,
                                           std::vector<ScriptedValue> values) {
-  ScriptedAnswer answer = make(Kind::kUnreadable);
-  answer.statusCode = parametersStatus;
-  answer.values = std::move(values);
-  return answer;
+  return make(Kind::kUnreadable, std::move(values), parametersStatus);
 }
 
 ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {
@@ -47,21 +41,7 @@ ScriptedAnswer ScriptedAnswer::from(ScriptedHandler handler) {
   return answer;
 }
 
-ScriptedAnswer& ScriptedAnswer::poll(int64_t done, int64_t total,
-                                     std::optional<std::string> phase) {
-  polls.push_back({done, total, std::move(phase)});
-  return *this;
-}
-
-// ---- Contexts ------------------------------------------------------------------
-
-int ScriptedCallContext::poll(int64_t done, int64_t total, const char* phase) {
-  if (!hasPoll()) return -1;
-  const int answer = pollRecord_->callback(pollRecord_, done, total, phase);
-  call_.polls.push_back({done, total, phase ? std::optional<std::string>(phase) : std::nullopt,
-                         answer});
-  return answer;
-}
+// ---- The creation context ------------------------------------------------------
 
 ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
   ScriptedOptionAsk ask;
@@ -85,9 +65,7 @@ ScriptedOptionAsk ScriptedCreateContext::askOption(const std::string& name) {
 
 int ScriptedCreateContext::report(int type, const std::string& text) {
   if (messages_ == nullptr || messages_->callback == nullptr) return -1;
-  const int result = messages_->callback(messages_, type, text.c_str());
-  creation_.reports.push_back({type, text, result});
-  return result;
+  return messages_->callback(messages_, type, text.c_str());
 }
 
 // ---- Creation scripts ----------------------------------------------------------

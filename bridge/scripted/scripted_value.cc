@@ -116,8 +116,7 @@ ScriptedValue ScriptedValue::ofObject(int64_t handle) {
   return value;
 }
 
-ScriptedValue ScriptedValue::ofStringRows(
-    const std::vector<std::vector<std::optional<std::string>>>& rows, int columns) {
+ScriptedValue ScriptedValue::ofStringRows(const StringTable& rows, int columns) {
   if (columns < 0) columns = rows.empty() ? 1 : static_cast<int>(rows.front().size());
   std::vector<std::vector<ScriptedValue>> cells;
   for (const auto& row : rows) {
@@ -143,16 +142,14 @@ ScriptedValue& ScriptedValue::failingNextRowAt(int rowIndex, int status) {
   return *this;
 }
 
-std::vector<std::vector<std::optional<std::string>>> ScriptedValue::stringTable() const {
-  std::vector<std::vector<std::optional<std::string>>> table;
+StringTable ScriptedValue::stringTable() const {
+  StringTable table;
   for (const auto& row : rows) {
     std::vector<std::optional<std::string>> out;
     for (const ScriptedValue& cell : row) {
-      if (!cell.present) {
-        out.emplace_back(std::nullopt);
-      } else {
-        out.emplace_back(cell.type == WLP_TYPE_STRING ? cell.str : cell.describe());
-      }
+      std::optional<std::string> text;
+      if (cell.present) text = cell.type == WLP_TYPE_STRING ? cell.str : cell.describe();
+      out.push_back(std::move(text));
     }
     table.push_back(std::move(out));
   }

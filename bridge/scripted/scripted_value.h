@@ -14,6 +14,9 @@
 #include "zojni.h"
 #include "zowlp.h"
 
+// Rows of text cells; std::nullopt is a null cell.
+using StringTable = std::vector<std::vector<std::optional<std::string>>>;
+
 struct ScriptedValue {
   int32_t type = 0;      // a WLP_TYPE_* code (any code, when it came from a record)
   bool present = false;  // false: null
@@ -41,16 +44,14 @@ struct ScriptedValue {
   static ScriptedValue ofObject(int64_t handle);
   // A row set whose columns are all WLP_TYPE_STRING; std::nullopt is a null cell.
   // `columns` < 0 takes the width of the first row (1 when there is no row).
-  static ScriptedValue ofStringRows(
-      const std::vector<std::vector<std::optional<std::string>>>& rows,
-      int columns = -1);
+  static ScriptedValue ofStringRows(const StringTable& rows, int columns = -1);
   static ScriptedValue ofRows(std::string columnTypes,
                               std::vector<std::vector<ScriptedValue>> rows);
   ScriptedValue& failingNextRowAt(int rowIndex, int status);
 
   // The rows as optional strings (null cells -> nullopt); cells that are not
   // strings become their describe().
-  std::vector<std::vector<std::optional<std::string>>> stringTable() const;
+  StringTable stringTable() const;
   // A short text for failure output, e.g. `string "abc"`, `int 5`, `object null`.
   std::string describe() const;
 };

@@ -2,7 +2,7 @@
 // joining, opening an entry as a text file, and failures at creation.
 #include "hadoopbaseio/ZobHadoopDirectory.h"
 
-#include "hadoopbaseio/baseio_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -94,9 +94,7 @@ TEST_F(ListingTest, InitKeepsOnlyTheInstanceAndTheListing) {
   }
   EXPECT_EQ(bridge().eventLog().size(), before);
   listing_.reset();
-  const std::vector<std::string> events = bridge().eventLog();
-  EXPECT_THAT(std::vector<std::string>(events.begin() + before, events.end()),
-              ElementsAre("destroy HadoopClient"));
+  EXPECT_THAT(bridge().eventLog(before), ElementsAre("destroy HadoopClient"));
 }
 
 TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
@@ -114,18 +112,16 @@ TEST_F(ListingTest, OpenTextFileReadsTheEntryWithTheListingsContext) {
   text->release();
   EXPECT_THAT(lines, ElementsAre("x,y", "1,2"));
 
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[1], ScriptedValue::ofString("/data/a.csv"));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[1], V::ofString("/data/a.csv"));
   // The entry's stream was configured from the listed directory's URI.
-  std::vector<std::vector<std::optional<std::string>>> table;
+  StringTable table;
   const std::vector<ScriptedCall> keyCalls = bridge().callsTo("CfgSetKeyValues");
   for (size_t i = keysBefore; i < keyCalls.size(); ++i) {
     for (const auto& row : keyCalls[i].inputs[1].stringTable()) table.push_back(row);
   }
-  EXPECT_THAT(table, testing::Contains(std::vector<std::optional<std::string>>{
-                         "fs.defaultFS", "hdfs://nn:8020"}));
-  EXPECT_THAT(table, testing::Contains(std::vector<std::optional<std::string>>{
-                         "dfs.replication", "2"}));
-  EXPECT_EQ(bridge().lastCallTo("CfgSetUser")->inputs[1], ScriptedValue::ofString("alice"));
+  EXPECT_THAT(table, testing::Contains(StringTable::value_type{"fs.defaultFS", "hdfs://nn:8020"}));
+  EXPECT_THAT(table, testing::Contains(StringTable::value_type{"dfs.replication", "2"}));
+  EXPECT_EQ(bridge().lastCallTo("CfgSetUser").inputs[1], V::ofString("alice"));
 }
 
 TEST_F(ListingTest, AnEntryWithoutADirectoryCannotBeOpened) {

@@ -43,11 +43,10 @@ class MemoryHdfs {
   }
 
   // The stats rows of one entry.
-  std::vector<std::vector<std::optional<std::string>>> stats(const std::string& path,
-                                                             bool bareName) const {
+  StringTable stats(const std::string& path, bool bareName) const {
     const bool isDir = directories.count(path) != 0;
     const std::string name = bareName ? path.substr(path.rfind('/') + 1) : path;
-    std::vector<std::vector<std::optional<std::string>>> rows{{std::nullopt, name}};
+    StringTable rows{{std::nullopt, name}};
     rows.push_back({"Size", std::to_string(isDir ? 0 : files.at(path).size())});
     if (isDir) rows.push_back({"IsDir", "true"});
     rows.push_back({"Permissions", isDir ? "493" : "420"});
@@ -110,7 +109,7 @@ class MemoryHdfs {
     if (directories.count(dir) == 0) {
       return ScriptedAnswer::javaError(2, "Not a directory: " + dir);
     }
-    std::vector<std::vector<std::optional<std::string>>> rows;
+    StringTable rows;
     auto add = [&](const std::string& path) {
       if (path.size() <= dir.size() + 1 || path.compare(0, dir.size() + 1, dir + "/") != 0) {
         return;

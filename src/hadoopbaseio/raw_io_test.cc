@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "hadoopbaseio/baseio_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 
@@ -56,14 +56,14 @@ TEST_F(RawIOTest, BufferSizeComesFromTheCallerElseTheUriElseTheDefault) {
   int size = 0;
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ, 0, &size));
   EXPECT_EQ(size, 16384);
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[4], ScriptedValue::ofInt(16384));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[4], V::ofInt(16384));
   EXPECT_EQ(raw_->getURI().str(), "/data/f.txt");
 
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt?buffer-size=100", ZOB_TXTFILE_READ, 0, &size));
   EXPECT_EQ(size, 100);
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt?buffer-size=100", ZOB_TXTFILE_READ, 77, &size));
   EXPECT_EQ(size, 77);
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[4], ScriptedValue::ofInt(77));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[4], V::ofInt(77));
 
   // The URI's path shows only once open; a non-negative fourth argument is left alone.
   raw_.reset(createRawIO(uri_.get(), nullptr));
@@ -77,17 +77,16 @@ TEST_F(RawIOTest, BufferSizeComesFromTheCallerElseTheUriElseTheDefault) {
 // Without a URI the configuration refuses (the adapter adds no text of its
 // own); without a place for the size the stream takes its usual one.
 TEST_F(RawIOTest, AStreamWithoutUriFailsToOpenWithATextAndOneWithoutSizeOpens) {
-  ZobString err;
-  raw_.reset(createRawIO(nullptr, &err));
+  raw_.reset(createRawIO(nullptr, &err_));
   ASSERT_NE(raw_, nullptr);
   int size = 0;
   EXPECT_FALSE(raw_->open(ZOB_TXTFILE_READ, 0, &size, nullptr));
   EXPECT_TRUE(isMessage(raw_->getErrorMessage(), 29)) << raw_->getErrorMessage().str();
   EXPECT_EQ(bridge().callCount("CreateConfig"), 0);
   uri_ = uri("hdfs://nn:8020/data/f.txt");
-  raw_.reset(createRawIO(uri_.get(), &err));
+  raw_.reset(createRawIO(uri_.get(), &err_));
   EXPECT_TRUE(raw_->open(ZOB_TXTFILE_READ, 0, nullptr, nullptr)) << raw_->getErrorMessage().str();
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[4], ScriptedValue::ofInt(16384));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[4], V::ofInt(16384));
   EXPECT_EQ(raw_->getBytes(nullptr, 1, 10), -1);
   EXPECT_EQ(raw_->putBytes(nullptr, 10), -1);
 }
@@ -157,7 +156,7 @@ TEST_F(RawIOTest, SkipMovesInBufferSizedStepsAndReturnsZeroPastTheEnd) {
 TEST_F(RawIOTest, WritesReachHdfsInWholeBuffersAndTheRestAtClose) {
   int size = 0;
   ASSERT_TRUE(open("hdfs://nn:8020/data/out.bin", ZOB_TXTFILE_WRITE, 8, &size));
-  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile")->inputs[2], ScriptedValue::ofInt(1));
+  EXPECT_EQ(bridge().lastCallTo("HDFSOpenFile").inputs[2], V::ofInt(1));
   const std::string data = "0123456789abcdefX";
   EXPECT_EQ(raw_->putBytes(data.data(), 17), 17);
   EXPECT_THAT(fs_.writes, ElementsAre(8, 8));
@@ -205,17 +204,13 @@ TEST_F(RawIOTest, CloseAndReleaseEndWhatTheStreamMadeInOrder) {
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
   size_t before = bridge().eventLog().size();
   EXPECT_TRUE(raw_->close());
-  std::vector<std::string> events = bridge().eventLog();
-  EXPECT_THAT(std::vector<std::string>(events.begin() + before, events.end()),
-              ElementsAre("call HDFSFileClose"));
+  EXPECT_THAT(bridge().eventLog(before), ElementsAre("call HDFSFileClose"));
 
   ASSERT_TRUE(open("hdfs://nn:8020/data/f.txt", ZOB_TXTFILE_READ));
   before = bridge().eventLog().size();
   raw_.reset();
-  events = bridge().eventLog();
-  EXPECT_THAT(std::vector<std::string>(events.begin() + before, events.end()),
-              ElementsAre("call HDFSFileClose", "call HDFSRelease", "call CfgRelease",
-                          "destroy HadoopClient"));
+  EXPECT_THAT(bridge().eventLog(before), ElementsAre("call HDFSFileClose", "call HDFSRelease",
+                                                     "call CfgRelease", "destroy HadoopClient"));
 }
 
 TEST_F(RawIOTest, AFailedOpenKeepsItsObjectsUntilRelease) {

@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "hadoophdfs/ZOHadoopDirImpl.h"
-#include "hadoophdfs/hdfs_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ class StatsTest : public HdfsTest {};
 // permissions, dated, and the row where it stopped.
 using Parsed = std::tuple<std::string, long, bool, int, bool, int>;
 
-Parsed firstEntry(const StatsTable& table, int columns = 2) {
+Parsed firstEntry(const StringTable& table, int columns = 2) {
   RowSetOwner rows = makeStatsRows(table, columns);
   zowlpParameter* pending = nullptr;
   ZOHadoopHDFSMember entry;
@@ -36,7 +36,7 @@ Parsed firstEntry(const StatsTable& table, int columns = 2) {
 TEST_F(StatsTest, FieldsComeOnlyFromExactKeysAndGoodValues) {
   struct Case {
     const char* what;
-    StatsTable table;
+    StringTable table;
     int columns;
     Parsed expected;
   };
@@ -66,7 +66,7 @@ using Entry = std::tuple<std::string, long, std::string, unsigned long, bool, bo
 
 class DirectoryTest : public HdfsTest {
  protected:
-  DirOwner listing(const StatsTable& table) {
+  DirOwner listing(const StringTable& table) {
     return DirOwner(new ZOHadoopDirImpl(hadoop_.get(), ZobString("/d"),
                                         makeStatsRows(table).release()));
   }
@@ -88,7 +88,7 @@ class DirectoryTest : public HdfsTest {
 // before 1970 gives its signed milliseconds as an unsigned value; a listing
 // that ends on an entry row delivers it bare.
 TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
-  StatsTable table = entryStats("sub", {{"IsDir", "false"}, {"Permissions", "493"}});
+  StringTable table = entryStats("sub", {{"IsDir", "false"}, {"Permissions", "493"}});
   for (const auto& row : entryStats("f.csv", {{"Size", "12"},
                                               {"Permissions", "511"},
                                               {"ModDate", "2026-11-22T08:15:30.250Z"}})) {
@@ -118,19 +118,18 @@ TEST_F(DirectoryTest, WalksEntriesInOrderWithTheirFlagsThenStaysExhausted) {
 TEST_F(DirectoryTest, CloseEndsTheWalkAndMayBeRepeated) {
   DirOwner dir = listing(entryStats("a", {{"Size", "1"}}));
   const int live = zowlpTestLiveObjects();
-  ZobString err;
-  EXPECT_TRUE(dir->close(&err));
+  EXPECT_TRUE(dir->close(&err_));
   EXPECT_EQ(zowlpTestLiveObjects(), live - 1);
   EXPECT_TRUE(dir->close(nullptr));
   Entry e;
-  err = ZobString("stale");
-  EXPECT_FALSE(next(dir.get(), &e, &err));
-  EXPECT_TRUE(err.isNull());
+  err_ = ZobString("stale");
+  EXPECT_FALSE(next(dir.get(), &e, &err_));
+  EXPECT_TRUE(err_.isNull());
   EXPECT_EQ(e, (Entry{"", -1, "1970-01-01T00:00:00.000Z", 1, false, false}));
 }
 
 TEST_F(DirectoryTest, UnreadableRowReportsAndTheRowsBeforeItAreNotDeliveredTwice) {
-  StatsTable table = entryStats("a", {{"Size", "1"}});
+  StringTable table = entryStats("a", {{"Size", "1"}});
   table.push_back({std::nullopt, "b"});
   table.push_back({"Size", "2"});
   RowSetOwner rows = makeStatsRows(table);
@@ -138,11 +137,10 @@ TEST_F(DirectoryTest, UnreadableRowReportsAndTheRowsBeforeItAreNotDeliveredTwice
   DirOwner dir(new ZOHadoopDirImpl(hadoop_.get(), ZobString("/d"), rows.release()));
 
   Entry e;
-  ZobString err;
-  ASSERT_TRUE(next(dir.get(), &e, &err));
+  ASSERT_TRUE(next(dir.get(), &e, &err_));
   EXPECT_EQ(std::get<0>(e), "a");
-  EXPECT_FALSE(next(dir.get(), &e, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_FALSE(next(dir.get(), &e, &err_));
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(std::get<0>(e), "");  // outputs of a false answer were not written
 }
 

@@ -1,7 +1,7 @@
 // A MapReduce job: what it sends when it runs, how it reads the answers, how
 // stop and release reach the Java job, and its fixed property list.
 #include "ZOHadoopMapReduce.h"
-#include "hadoopmr/job_test_support.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -11,17 +11,13 @@ namespace {
 
 constexpr int64_t kJob = 41;
 
-struct CursorReleaser {
-  void operator()(ZobStringCursor* cursor) const { cursor->release(); }
-};
-using CursorOwner = std::unique_ptr<ZobStringCursor, CursorReleaser>;
+using CursorOwner = std::unique_ptr<ZobStringCursor, ReleaseDeleter<ZobStringCursor>>;
 
 class MapReduceRunTest : public JobTest {
  protected:
   void SetUp() override {
     JobTest::SetUp();
-    bridge().answer("CreateMapReduce",
-                    ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)}));
+    bridge().answer("CreateMapReduce", ScriptedAnswer::outputs({V::ofObject(kJob)}));
     bridge().answer("MapReduceWait", waitAnswer(true, {"job done"}));
   }
 
@@ -34,29 +30,22 @@ class MapReduceRunTest : public JobTest {
 
   // The property row set of the last "MapReduceRun".
   static ScriptedValue lastDescription() {
-    std::optional<ScriptedCall> call = bridge().lastCallTo("MapReduceRun");
-    EXPECT_TRUE(call.has_value());
-    if (!call) return ScriptedValue();
-    EXPECT_EQ(call->count, 2);
-    return call->inputs.at(1);
+    return bridge().lastCallTo("MapReduceRun").inputs.at(1);
   }
 };
 
 TEST_F(MapReduceRunTest, EmptyJobSendsANullRowSetAndDeleteOutputAloneIsOneRow) {
   ZOHadoopMapReduce* job = makeJob();
-  ZobString err;
-  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
-  EXPECT_THAT(bridge().methodsCalled(),
-              ElementsAre("CreateMapReduce", "MapReduceRun", "MapReduceWait"));
-  EXPECT_THAT(bridge().rowSetCreations(), IsEmpty());
-  EXPECT_THAT(bridge().lastCallTo("CreateMapReduce")->inputs,
-              ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT)));
-  EXPECT_THAT(bridge().lastCallTo("MapReduceRun")->inputs,
-              ElementsAre(ScriptedValue::ofObject(kJob), ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
-  EXPECT_THAT(bridge().lastCallTo("MapReduceWait")->inputs,
-              ElementsAre(ScriptedValue::ofObject(kJob)));
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient", "call CreateMapReduce",
+                                               "call MapReduceRun", "call MapReduceWait"));
+  EXPECT_THAT(bridge().lastCallTo("CreateMapReduce").inputs,
+              ElementsAre(V::ofNull(WLP_TYPE_OBJECT)));
+  EXPECT_THAT(bridge().lastCallTo("MapReduceRun").inputs,
+              ElementsAre(V::ofObject(kJob), V::ofNull(WLP_TYPE_ROWSET)));
+  EXPECT_THAT(bridge().lastCallTo("MapReduceWait").inputs, ElementsAre(V::ofObject(kJob)));
 
-  ASSERT_TRUE(job->run(nullptr, nullptr, true, &err)) << err.str();
+  ASSERT_TRUE(job->run(nullptr, nullptr, true, &err_)) << err_.str();
   EXPECT_EQ(lastDescription().stringTable(),
             (StringTable{{"HADOOP_MAPREDUCE_DELETE_OUTPUT", std::nullopt}}));
 }
@@ -97,14 +86,13 @@ TEST_F(MapReduceRunTest, JobObjectIsMadeFromTheConfigurationOnlyOnce) {
   ZOHadoopCfg* cfg = makeConfiguration(17);
   ZOHadoopMapReduce* job = makeJob(cfg);
   EXPECT_EQ(bridge().callCount("CreateMapReduce"), 0);
-  ZobString err;
-  job->addInputPath("/in/one", &err);
-  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
-  job->addJar("extra.jar", &err);
-  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+  job->addInputPath("/in/one", &err_);
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
+  job->addJar("extra.jar", &err_);
+  ASSERT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
 
   EXPECT_EQ(bridge().callCount("CreateMapReduce"), 1);
-  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce")->inputs.at(0), ScriptedValue::ofObject(17));
+  EXPECT_EQ(bridge().lastCallTo("CreateMapReduce").inputs.at(0), V::ofObject(17));
   // The second run sends the whole description again with what was added since.
   EXPECT_EQ(lastDescription().stringTable(),
             (StringTable{{"HADOOP_MAPREDUCE_PATH_INPUT", "/in/one"},
@@ -115,67 +103,60 @@ TEST_F(MapReduceRunTest, JobObjectIsMadeFromTheConfigurationOnlyOnce) {
 // was touched); a failed job's text goes into the error with or without one.
 TEST_F(MapReduceRunTest, TextsReachTheSinkOrTheError) {
   ZOHadoopMapReduce* job = makeJob();
-  RecordingText text;
-  ZobString err;
   bridge().answer("MapReduceRun", textRows({"job_1 submitted", "tracking url"}));
   bridge().answer("MapReduceWait", waitAnswer(true, {"map 100%", "reduce 100%"}));
-  ASSERT_TRUE(job->run(nullptr, &text, false, &err)) << err.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: job_1 submitted\ntracking url",
-                                      "final: map 100%\nreduce 100%"));
+  ASSERT_TRUE(job->run(nullptr, &text_, false, &err_)) << err_.str();
+  EXPECT_THAT(text_.texts,
+              ElementsAre("start: job_1 submitted\ntracking url", "final: map 100%\nreduce 100%"));
 
-  text.texts.clear();
+  text_.texts.clear();
   bridge().answer("MapReduceRun", ScriptedAnswer::unreadable());
   bridge().answer("MapReduceWait", waitAnswer(false, {"Job failed", "task 3 lost"}));
-  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
-  EXPECT_EQ(err.str(), "Job failed\ntask 3 lost");
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_EQ(err.str(), "Job failed\ntask 3 lost");
-  EXPECT_THAT(text.texts, IsEmpty());
+  EXPECT_FALSE(job->run(nullptr, &text_, false, &err_));
+  EXPECT_EQ(err_.str(), "Job failed\ntask 3 lost");
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
+  EXPECT_EQ(err_.str(), "Job failed\ntask 3 lost");
+  EXPECT_THAT(text_.texts, IsEmpty());
 
   bridge().answer("MapReduceRun", textRows({}));
-  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
-  EXPECT_THAT(text.texts, ElementsAre("start: "));
+  EXPECT_FALSE(job->run(nullptr, &text_, false, &err_));
+  EXPECT_THAT(text_.texts, ElementsAre("start: "));
 
   // A text row set whose column is not a string is refused, not read as one.
-  bridge().answer("MapReduceWait", ScriptedAnswer::outputs(
-                                       {ScriptedValue::ofBool(false),
-                                        ScriptedValue::ofRows("\x06", {{ScriptedValue::ofInt(5)}})}));
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  bridge().answer("MapReduceWait",
+                  ScriptedAnswer::outputs({V::ofBool(false), V::ofRows("\x06", {{V::ofInt(5)}})}));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
 
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
   bridge().answer("MapReduceRun", ScriptedAnswer::outputs({broken}));
   bridge().answer("MapReduceWait", waitAnswer(true, {}));
   const int waits = bridge().callCount("MapReduceWait");
-  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
-  EXPECT_FALSE(job->run(nullptr, &text, false, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
+  EXPECT_FALSE(job->run(nullptr, &text_, false, &err_));
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("MapReduceWait"), waits + 1);
 }
 
 TEST_F(MapReduceRunTest, FailedJobCreationIsRetriedByTheNextRun) {
-  bridge().answerSequence(
-      "CreateMapReduce",
-      {ScriptedAnswer::javaError(7, "no such cluster"), ScriptedAnswer::unreadable(),
-       ScriptedAnswer::outputs({ScriptedValue::ofObject(kJob)})});
+  bridge().answerSequence("CreateMapReduce", {ScriptedAnswer::javaError(7, "no such cluster"),
+                                              ScriptedAnswer::unreadable(),
+                                              ScriptedAnswer::outputs({V::ofObject(kJob)})});
   ZOHadoopMapReduce* job = makeJob();
-  ZobString err;
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_THAT(err.str(), HasSubstr("no such cluster"));
-  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err));
-  EXPECT_THAT(err.str(), HasSubstr("(MapReduce Object)"));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
+  EXPECT_THAT(err_.str(), HasSubstr("no such cluster"));
+  EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
+  EXPECT_THAT(err_.str(), HasSubstr("(MapReduce Object)"));
   EXPECT_EQ(bridge().callCount("MapReduceRun"), 0);
-  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err)) << err.str();
+  EXPECT_TRUE(job->run(nullptr, nullptr, false, &err_)) << err_.str();
   EXPECT_EQ(bridge().callCount("CreateMapReduce"), 3);
 }
 
 TEST_F(MapReduceRunTest, PollStatusGoesWithRunWaitAndStopOnly) {
   ZOHadoopMapReduce* job = makeJob();
-  FixedPoll poll;
-  ZobString err;
-  ASSERT_TRUE(job->run(&poll, nullptr, false, &err)) << err.str();
-  ASSERT_TRUE(job->stop(&poll, &err)) << err.str();
+  ASSERT_TRUE(job->run(&poll_, nullptr, false, &err_)) << err_.str();
+  ASSERT_TRUE(job->stop(&poll_, &err_)) << err_.str();
   job->release();
   std::vector<std::string> polled;
   for (const ScriptedCall& call : bridge().calls()) {

@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "ZOHadoopPig.h"
-#include "hadoopmr/job_test_support.h"
 #include "hadooppig/ZOHadoopPigImpl.h"
 #include "zob_options.h"
+#include "zohadoop/core_test_support.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -14,10 +14,7 @@ namespace {
 
 constexpr int64_t kRun = 900;
 
-struct OptionsReleaser {
-  void operator()(ZobConfigOptions* options) const { options->release(); }
-};
-using OptionsOwner = std::unique_ptr<ZobConfigOptions, OptionsReleaser>;
+using OptionsOwner = std::unique_ptr<ZobConfigOptions, ReleaseDeleter<ZobConfigOptions>>;
 
 class PigTest : public JobTest {
  protected:
@@ -28,7 +25,7 @@ class PigTest : public JobTest {
   }
 
   static ScriptedAnswer started(int64_t run, const std::vector<std::string>& lines) {
-    return ScriptedAnswer::outputs({ScriptedValue::ofObject(run), rows(lines)});
+    return ScriptedAnswer::outputs({V::ofObject(run), rows(lines)});
   }
 
   ZOHadoopPig* makePig(ZOHadoopCfg* cfg = nullptr, const char* directory = "") {
@@ -39,35 +36,29 @@ class PigTest : public JobTest {
     return pig;
   }
 
-  static ScriptedCall lastRun() {
-    std::optional<ScriptedCall> call = bridge().lastCallTo("RunCommands");
-    EXPECT_TRUE(call.has_value());
-    return call ? *call : ScriptedCall();
-  }
+  static ScriptedCall lastRun() { return bridge().lastCallTo("RunCommands"); }
   static StringTable parametersSent() { return lastRun().inputs.at(2).stringTable(); }
 };
 
 TEST_F(PigTest, NothingToSendTravelsAsNullsAndTheConfigurationAndCommandsGoFirst) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "", nullptr, &err_)) << err_.str();
 
   const ScriptedCall run = lastRun();
   EXPECT_EQ(run.proxyName, "HadoopPigClient");
-  EXPECT_THAT(run.inputs, ElementsAre(ScriptedValue::ofNull(WLP_TYPE_OBJECT),
-                                      ScriptedValue::ofNull(WLP_TYPE_STRING),
-                                      ScriptedValue::ofNull(WLP_TYPE_ROWSET),
-                                      ScriptedValue::ofNull(WLP_TYPE_ROWSET)));
-  EXPECT_THAT(bridge().rowSetCreations(), IsEmpty());
-  const ScriptedCall wait = *bridge().lastCallTo("Wait");
-  EXPECT_THAT(wait.inputs, ElementsAre(ScriptedValue::ofObject(kRun)));
+  EXPECT_THAT(run.inputs, ElementsAre(V::ofNull(WLP_TYPE_OBJECT), V::ofNull(WLP_TYPE_STRING),
+                                      V::ofNull(WLP_TYPE_ROWSET), V::ofNull(WLP_TYPE_ROWSET)));
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopPigClient", "create HadoopClient",
+                                               "call RunCommands", "call Wait"));
+  const ScriptedCall wait = bridge().lastCallTo("Wait");
+  EXPECT_THAT(wait.inputs, ElementsAre(V::ofObject(kRun)));
   EXPECT_EQ(wait.proxyId, run.proxyId);
 
   ZOHadoopPig* withCfg = makePig(makeConfiguration(17));
   const std::string script = "A = LOAD 'in' AS (x:int);\nDUMP A;";
-  ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err)) << err.str();
-  EXPECT_EQ(lastRun().inputs.at(0), ScriptedValue::ofObject(17));
-  EXPECT_EQ(lastRun().inputs.at(1), ScriptedValue::ofString(script));
+  ASSERT_TRUE(withCfg->runCommands(nullptr, nullptr, script.c_str(), nullptr, &err_)) << err_.str();
+  EXPECT_EQ(lastRun().inputs.at(0), V::ofObject(17));
+  EXPECT_EQ(lastRun().inputs.at(1), V::ofString(script));
 }
 
 TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
@@ -89,30 +80,28 @@ TEST_F(PigTest, ParametersMatchWithoutCaseAndEmptyValuesGoAsNull) {
   EXPECT_EQ(run.inputs.at(3).stringTable(),
             (StringTable{{"z.jar"}, {"a.jar"}, {"z.jar"}}));
   // Both row sets belong to the client's own proxy, not the main one.
-  ASSERT_EQ(bridge().rowSetCreations().size(), 2u);
-  for (const ScriptedRowSetCreation& made : bridge().rowSetCreations()) {
-    EXPECT_EQ(made.proxyId, run.proxyId);
-  }
+  EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopPigClient", "rowset HadoopPigClient",
+                                               "rowset HadoopPigClient", "create HadoopClient",
+                                               "call RunCommands", "call Wait"));
 }
 
 // Options override parameters and stay for later runs, even when the run they
 // came with failed before anything was sent.
 TEST_F(PigTest, OptionsOverrideParametersAndStayForLaterRuns) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  pig->setParameter("input", "/from/parameter", &err);
-  pig->setParameter("keep", "k", &err);
+  pig->setParameter("input", "/from/parameter", &err_);
+  pig->setParameter("keep", "k", &err_);
   OptionsOwner options(zobCreateConfigOptions());
   ASSERT_NE(options, nullptr);
   options->setOption("INPUT", "/from/option");
   options->setOption("extra", "e");
 
   bridge().failAddRowAt(1, 1, WLP_ERR_MEMORY);
-  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err));
-  EXPECT_TRUE(isMessage(err, 768)) << err.str();
+  EXPECT_FALSE(pig->runCommands(nullptr, nullptr, "x", options.get(), &err_));
+  EXPECT_TRUE(isMessage(err_, 768)) << err_.str();
   EXPECT_EQ(bridge().callCount("RunCommands"), 0);
   options.reset();
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(parametersSent(),
             (StringTable{{"extra", "e"}, {"input", "/from/option"}, {"keep", "k"}}));
 }
@@ -121,21 +110,18 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
   bridge().answer("RunCommands", started(kRun, {"job_7 started", "2 stages"}));
   bridge().answer("Wait", waitAnswer(true, {"Success!", "2 files written"}));
   ZOHadoopPig* pig = makePig();
-  RecordingText text;
-  FixedPoll poll;
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(&poll, &text, "x", nullptr, &err)) << err.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: job_7 started\n2 stages",
-                                      "final: Success!\n2 files written"));
-  EXPECT_EQ(bridge().lastCallTo("RunCommands")->pollValue, 250);
-  EXPECT_EQ(bridge().lastCallTo("Wait")->pollValue, 250);
+  ASSERT_TRUE(pig->runCommands(&poll_, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_THAT(text_.texts,
+              ElementsAre("start: job_7 started\n2 stages", "final: Success!\n2 files written"));
+  EXPECT_EQ(bridge().lastCallTo("RunCommands").pollValue, 250);
+  EXPECT_EQ(bridge().lastCallTo("Wait").pollValue, 250);
 
   // A later run replaces the handle that stop and wait use.
   bridge().answer("RunCommands", started(901, {}));
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "y", nullptr, &err)) << err.str();
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(901));
-  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(901));
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "y", nullptr, &err_)) << err_.str();
+  ASSERT_TRUE(pig->stop(nullptr, &err_)) << err_.str();
+  EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(901));
+  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(901));
 }
 
 // A start text that cannot be read shows whether it was built. (An unreadable
@@ -143,29 +129,24 @@ TEST_F(PigTest, RunHandleAndTextsFlowThroughStartAndWait) {
 TEST_F(PigTest, StartTextIsBuiltOnlyForASink) {
   ScriptedValue broken = rows({"started"});
   broken.failingNextRowAt(0, WLP_ERR_MEMORY);
-  bridge().answer("RunCommands",
-                  ScriptedAnswer::outputs({ScriptedValue::ofObject(kRun), broken}));
+  bridge().answer("RunCommands", ScriptedAnswer::outputs({V::ofObject(kRun), broken}));
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   EXPECT_EQ(static_cast<ZOHadoopPigImpl*>(pig)->runObject(), kRun);
-  RecordingText text;
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 1354)) << err.str();
+  EXPECT_FALSE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 1354)) << err_.str();
   EXPECT_EQ(bridge().callCount("Wait"), 1);
 }
 
 TEST_F(PigTest, StartAnswersDecideWhatIsWaitedFor) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
 
   // No response: the previous run's handle stays and is waited on.
   bridge().answer("RunCommands", ScriptedAnswer::noResponse());
-  RecordingText text;
-  ASSERT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Wait")->inputs.at(0), ScriptedValue::ofObject(kRun));
-  EXPECT_THAT(text.texts, ElementsAre("final: Success!"));
+  ASSERT_TRUE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_EQ(bridge().lastCallTo("Wait").inputs.at(0), V::ofObject(kRun));
+  EXPECT_THAT(text_.texts, ElementsAre("final: Success!"));
 }
 
 // The wait is the job's: no readable answer counts as success, a failed call does not.
@@ -174,21 +155,18 @@ TEST_F(PigTest, WaitWithoutReadableAnswerCountsAsSuccess) {
                           {ScriptedAnswer::noResponse(), ScriptedAnswer::unreadable(),
                            ScriptedAnswer::status(ZOJNI_ERR_JVM)});
   ZOHadoopPig* pig = makePig();
-  RecordingText text;
-  ZobString err;
-  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
-  EXPECT_TRUE(pig->runCommands(nullptr, &text, "x", nullptr, &err)) << err.str();
-  EXPECT_THAT(text.texts, ElementsAre("start: run started", "start: run started"));
-  EXPECT_FALSE(pig->runCommands(nullptr, &text, "x", nullptr, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_TRUE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_)) << err_.str();
+  EXPECT_THAT(text_.texts, ElementsAre("start: run started", "start: run started"));
+  EXPECT_FALSE(pig->runCommands(nullptr, &text_, "x", nullptr, &err_));
+  EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
 }
 
 TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
   // Nothing here acquires the main proxy, and an instance without one drops its
   // children unended: each client is released by hand.
   makePig(nullptr, "")->release();
-  ZobString err;
-  ASSERT_TRUE(hadoop_->setProperty("pig_java_proxy_dir_name", "/from/property", &err));
+  ASSERT_TRUE(hadoop_->setProperty("pig_java_proxy_dir_name", "/from/property", &err_));
   makePig(nullptr, "")->release();
   makePig(nullptr, "/again/argument")->release();
 
@@ -201,7 +179,7 @@ TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
   EXPECT_THAT(directories, ElementsAre("pig", "/from/property", "/again/argument"));
 
   // Once there is a main proxy, a client's hangs off it.
-  ASSERT_TRUE(hadoop_->getProxy("", &err));
+  ASSERT_TRUE(hadoop_->getProxy("", &err_));
   makePig()->release();
   const std::vector<ScriptedCreation> made = bridge().creations();
   ASSERT_EQ(made.size(), 5u);
@@ -210,41 +188,39 @@ TEST_F(PigTest, ProxyDirectoryComesFromArgumentThenPropertyThenDefault) {
 
 TEST_F(PigTest, ClearReleasesTheRunOnceAndForgetsIt) {
   ZOHadoopPig* pig = makePig();
-  ZobString err;
   pig->clear();
   EXPECT_THAT(bridge().calls(), IsEmpty());
   // Stop asks the Java side even before any run, with no run handle.
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Stop")->proxyName, "HadoopPigClient");
-  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
+  ASSERT_TRUE(pig->stop(nullptr, &err_)) << err_.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop").proxyName, "HadoopPigClient");
+  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(0));
 
-  pig->setParameter("p", "v", &err);
-  pig->registerJar("udf.jar", &err);
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  pig->setParameter("p", "v", &err_);
+  pig->registerJar("udf.jar", &err_);
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   // A failed release still forgets the run.
   bridge().answer("Release", ScriptedAnswer::javaError(4, "run unknown"));
   pig->clear();
-  EXPECT_EQ(bridge().lastCallTo("Release")->inputs.at(0), ScriptedValue::ofObject(900));
+  EXPECT_EQ(bridge().lastCallTo("Release").inputs.at(0), V::ofObject(900));
 
   pig->clear();
   EXPECT_EQ(bridge().callCount("Release"), 1);
-  ASSERT_TRUE(pig->stop(nullptr, &err)) << err.str();
-  EXPECT_EQ(bridge().lastCallTo("Stop")->inputs.at(0), ScriptedValue::ofObject(0));
+  ASSERT_TRUE(pig->stop(nullptr, &err_)) << err_.str();
+  EXPECT_EQ(bridge().lastCallTo("Stop").inputs.at(0), V::ofObject(0));
   EXPECT_EQ(bridge().callCount("Stop"), 2);
 
   // Jars and parameters went with the clear.
-  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
-  const ScriptedCall run = *bridge().lastCallTo("RunCommands");
-  EXPECT_EQ(run.inputs.at(2), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
-  EXPECT_EQ(run.inputs.at(3), ScriptedValue::ofNull(WLP_TYPE_ROWSET));
+  ASSERT_TRUE(pig->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
+  const ScriptedCall run = bridge().lastCallTo("RunCommands");
+  EXPECT_EQ(run.inputs.at(2), V::ofNull(WLP_TYPE_ROWSET));
+  EXPECT_EQ(run.inputs.at(3), V::ofNull(WLP_TYPE_ROWSET));
 }
 
 TEST_F(PigTest, EndingReleasesTheRunThenItsOwnProxy) {
   ZOHadoopPig* before = makePig();
   ZOHadoopPig* after = makePig();
   before->release();
-  ZobString err;
-  ASSERT_TRUE(after->runCommands(nullptr, nullptr, "x", nullptr, &err)) << err.str();
+  ASSERT_TRUE(after->runCommands(nullptr, nullptr, "x", nullptr, &err_)) << err_.str();
   hadoop_.reset();
 
   EXPECT_THAT(bridge().eventLog(),

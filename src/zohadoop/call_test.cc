@@ -1,7 +1,5 @@
 // The call path: error texts, response ownership, polling and calls that run
 // beside each other. Text rows are joined as the job texts show.
-#include <gmock/gmock.h>
-
 #include <chrono>
 #include <future>
 #include <memory>
@@ -17,13 +15,11 @@ namespace {
 
 using ResponseOwner = std::unique_ptr<zowlpResponse, ZowlpResponseDeleter>;
 
-class CallTest : public CoreTest {
+class CallTest : public LibraryTest {
  protected:
-  bool call(ZOHadoopImpl* hadoop, const char* method, zowlpResponse** response,
-            ZobString* err, HadoopPollStatus* poll = nullptr,
-            const char* signature = JAVA_PROXY_EMPTY_SIG) {
-    return hadoop->callWrapper(poll, "HadoopClient", method, signature, 0, nullptr,
-                               response, err);
+  bool call(const char* method, zowlpResponse** response, ZobString* err,
+            HadoopPollStatus* poll = nullptr, const char* signature = JAVA_PROXY_EMPTY_SIG) {
+    return hadoop_->callWrapper(poll, "HadoopClient", method, signature, 0, nullptr, response, err);
   }
 };
 
@@ -42,20 +38,17 @@ class RecordingPoll : public HadoopPollStatus {
 // pass before its own exists) is refused by the bridge only after the main
 // proxy was made.
 TEST_F(CallTest, FirstCallAcquiresTheProxyAndReturnsTheOutputs) {
-  bridge().answer("HDFSExists", ScriptedAnswer::outputs({ScriptedValue::ofBool(true)}));
-  InstanceOwner hadoop = makeInstance();
+  bridge().answer("HDFSExists", ScriptedAnswer::outputs({V::ofBool(true)}));
   zowlpResponse* response = reinterpret_cast<zowlpResponse*>(0x1);
-  ZobString err;
-  ASSERT_TRUE(call(hadoop.get(), "HDFSExists", &response, &err, nullptr,
-                   HADOOP_HDFS_EXISTS_SIG_OUT));
+  ASSERT_TRUE(call("HDFSExists", &response, &err_, nullptr, HADOOP_HDFS_EXISTS_SIG_OUT));
   ResponseOwner owned(response);
   int count = 0;
   zowlpParameter* outputs = nullptr;
   ASSERT_EQ(zowlpResponse_parameters(response, &count, &outputs), 0);
   EXPECT_EQ(outputs[0].value.boolean, 1);
-  EXPECT_FALSE(hadoop->callWrapper(nullptr, nullptr, "HadoopPigClient", "Wait",
-                                   JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
+  EXPECT_FALSE(hadoop_->callWrapper(nullptr, nullptr, "HadoopPigClient", "Wait",
+                                    JAVA_PROXY_EMPTY_SIG, 0, nullptr, &response, &err_));
+  EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
   EXPECT_THAT(bridge().eventLog(),
               ElementsAre("create HadoopClient", "call HDFSExists", "call Wait"));
 }
@@ -64,21 +57,19 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
   bridge().answerSequence("Work", {ScriptedAnswer::javaError(42, "it broke"),
                                    ScriptedAnswer::status(ZOJNI_ERR_NO_METHOD),
                                    ScriptedAnswer::javaError(43, "kept")});
-  InstanceOwner hadoop = makeInstance();
   zowlpResponse* response = nullptr;
-  ZobString err;
 
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
+  EXPECT_FALSE(call("Work", &response, &err_));
   EXPECT_EQ(response, nullptr);
-  EXPECT_TRUE(isMessage(err, 1725)) << err.str();
-  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
+  EXPECT_TRUE(isMessage(err_, 1725)) << err_.str();
+  EXPECT_THAT(err_.str(), AllOf(HasSubstr("Work"), HasSubstr("42"), HasSubstr("it broke")));
 
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, &err));
-  EXPECT_TRUE(isMessage(err, 1726)) << err.str();
-  EXPECT_THAT(err.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
+  EXPECT_FALSE(call("Work", &response, &err_));
+  EXPECT_TRUE(isMessage(err_, 1726)) << err_.str();
+  EXPECT_THAT(err_.str(), AllOf(HasSubstr("Work"), HasSubstr("3")));
 
   // Without an error argument the response is the caller's to destroy.
-  EXPECT_FALSE(call(hadoop.get(), "Work", &response, nullptr));
+  EXPECT_FALSE(call("Work", &response, nullptr));
   ASSERT_NE(response, nullptr);
   int code = 0;
   EXPECT_EQ(zowlpError_code(response, &code), 0);
@@ -87,40 +78,37 @@ TEST_F(CallTest, FailedCallsBecomeCatalogueTexts) {
 }
 
 TEST_F(CallTest, PollStatusTravelsWithTheCallAndAnswersAsZeroOrOne) {
-  bridge().answer("Run", ScriptedAnswer::outputs({})
-                             .poll(1, 100, std::string("map"))
-                             .poll(50, -1, std::nullopt));
-  InstanceOwner hadoop = makeInstance();
+  std::vector<int> answers;
+  bridge().handle("Run", [&answers](ScriptedCallContext& run) {
+    answers = {run.poll(1, 100, "map"), run.poll(50, -1, nullptr)};
+    return ScriptedAnswer::outputs({});
+  });
   RecordingPoll poll;
   zowlpResponse* response = nullptr;
-  ZobString err;
-  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err, &poll));
+  ASSERT_TRUE(call("Run", &response, &err_, &poll));
   ResponseOwner owned(response);
   EXPECT_THAT(poll.seen, ElementsAre("1/100 map", "50/-1 (null)"));
-  ScriptedCall made = *bridge().lastCallTo("Run");
+  ScriptedCall made = bridge().lastCallTo("Run");
   EXPECT_TRUE(made.pollGiven);
   EXPECT_EQ(made.pollValue, 250);
-  ASSERT_EQ(made.polls.size(), 2u);
-  EXPECT_EQ(made.polls[0].answer, 1);
-  EXPECT_EQ(made.polls[1].answer, 0);
+  EXPECT_THAT(answers, ElementsAre(1, 0));
 
-  // No poll status: no record, and the scripted polls are not made.
-  ASSERT_TRUE(call(hadoop.get(), "Run", &response, &err));
+  // No poll status: no record, and no poll is made.
+  ASSERT_TRUE(call("Run", &response, &err_));
   ResponseOwner second(response);
-  made = *bridge().lastCallTo("Run");
+  made = bridge().lastCallTo("Run");
   EXPECT_FALSE(made.pollGiven);
-  EXPECT_TRUE(made.polls.empty());
+  EXPECT_THAT(answers, ElementsAre(-1, -1));
 }
 
 // A call blocked inside the bridge must not hold the instance lock: another
 // thread's call on the same instance completes meanwhile.
 TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
-  InstanceOwner hadoop = makeInstance();
   std::shared_ptr<ScriptedGate> gate = bridge().gate("Slow");
-  auto callOnce = [this, &hadoop](const char* method) {
+  auto callOnce = [this](const char* method) {
     zowlpResponse* response = nullptr;
     ZobString err;
-    const bool ok = call(hadoop.get(), method, &response, &err);
+    const bool ok = call(method, &response, &err);
     if (response) zowlpResponse_destroy(response);
     return ok;
   };
@@ -136,7 +124,7 @@ TEST_F(CallTest, CallHeldInTheBridgeDoesNotBlockAnotherCall) {
   EXPECT_TRUE(fastFinished) << "a call waited for another call on the same instance";
   if (fastFinished) {
     EXPECT_EQ(bridge().callsTo("Slow").at(0).status, -1);  // still inside the bridge
-    EXPECT_EQ(bridge().lastCallTo("Fast")->status, 0);
+    EXPECT_EQ(bridge().lastCallTo("Fast").status, 0);
   }
 
   gate->release();

@@ -1,7 +1,5 @@
 // The instance: factory, properties, the child registry, refused allocations
 // and the order in which an instance ends.
-#include <gmock/gmock.h>
-
 #include <new>
 
 #include "ZOHadoopCfg.h"
@@ -35,10 +33,9 @@ class InstanceTest : public CoreTest {};
 
 TEST_F(InstanceTest, FactoryReportsLockFailureAndLogsTheHalfMadeInstanceEnd) {
   zoLockTestFailCreate(1);
-  ZobString err;
-  EXPECT_EQ(zoHadoopCreate(&err), nullptr);
-  EXPECT_TRUE(isMessage(err, 29)) << err.str();
-  EXPECT_NE(err.str().find("(Hadoop lock)"), std::string::npos) << err.str();
+  EXPECT_EQ(zoHadoopCreate(&err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 29)) << err_.str();
+  EXPECT_NE(err_.str().find("(Hadoop lock)"), std::string::npos) << err_.str();
   EXPECT_THAT(log_.of("ZO.Hadoop"),
               ElementsAre("2 Destroying Hadoop instance.",
                           "2 Completed destruction of Hadoop instance."));
@@ -73,17 +70,15 @@ TEST_F(InstanceTest, PropertiesMatchWithoutCaseAndCloseOnceTheProxyIsHeld) {
 // Children still need the proxy while they end, so they go first, newest first,
 // and a child released by its caller is not ended a second time.
 TEST_F(InstanceTest, ReleaseEndsRemainingChildrenNewestFirstBeforeTheProxy) {
-  bridge().answerSequence("CreateConfig",
-                          {ScriptedAnswer::outputs({ScriptedValue::ofObject(101)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(102)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(103)}),
-                           ScriptedAnswer::outputs({ScriptedValue::ofObject(104)})});
+  bridge().answerSequence(
+      "CreateConfig",
+      {ScriptedAnswer::outputs({V::ofObject(101)}), ScriptedAnswer::outputs({V::ofObject(102)}),
+       ScriptedAnswer::outputs({V::ofObject(103)}), ScriptedAnswer::outputs({V::ofObject(104)})});
   InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ZOHadoopCfg* first = hadoop->createConfiguration(&err);
-  ZOHadoopCfg* second = hadoop->createConfiguration(&err);
-  ZOHadoopCfg* third = hadoop->createConfiguration(&err);
-  ZOHadoopCfg* fourth = hadoop->createConfiguration(&err);
+  ZOHadoopCfg* first = hadoop->createConfiguration(&err_);
+  ZOHadoopCfg* second = hadoop->createConfiguration(&err_);
+  ZOHadoopCfg* third = hadoop->createConfiguration(&err_);
+  ZOHadoopCfg* fourth = hadoop->createConfiguration(&err_);
   ASSERT_TRUE(first && second && third && fourth);
 
   second->release();
@@ -102,10 +97,9 @@ TEST_F(InstanceTest, ChildWhoseInitFailsIsDeletedAndNeverRegistered) {
                           {ScriptedAnswer::javaError(12, "no configuration today"),
                            ScriptedAnswer::unreadable()});
   InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
-  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
-  EXPECT_NE(err.str().find("(Config Object)"), std::string::npos);
+  EXPECT_EQ(hadoop->createConfiguration(&err_), nullptr);
+  EXPECT_EQ(hadoop->createConfiguration(&err_), nullptr);
+  EXPECT_NE(err_.str().find("(Config Object)"), std::string::npos);
   // Both half-made configurations ended already: the instance ends none.
   const size_t lines = log_.of("ZO.Hadoop.Configuration").size();
   hadoop.reset();
@@ -117,40 +111,38 @@ TEST_F(InstanceTest, FailedProxyAcquisitionMakesNoChildAndIsRetried) {
   bridge().onCreate("HadoopClient",
                     ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{2, "no JVM"}}));
   InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
-  EXPECT_EQ(err.str(), "no JVM");
+  EXPECT_EQ(hadoop->createConfiguration(&err_), nullptr);
+  EXPECT_EQ(err_.str(), "no JVM");
   EXPECT_EQ(bridge().callCount("CreateConfig"), 0);
   EXPECT_EQ(hadoop->mainProxy(), nullptr);
   // Properties stay writable while no proxy is held.
-  EXPECT_TRUE(hadoop->setProperty("a", "b", &err));
+  EXPECT_TRUE(hadoop->setProperty("a", "b", &err_));
 
   bridge().onCreate("HadoopClient", ScriptedCreateScript::asking({"JAVA_PROXY/DIRECTORY"}));
-  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
-  ASSERT_NE(cfg, nullptr) << err.str();
-  EXPECT_TRUE(err.isNull());
+  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err_);
+  ASSERT_NE(cfg, nullptr) << err_.str();
+  EXPECT_TRUE(err_.isNull());
   EXPECT_EQ(bridge().creations().size(), 2u);
 }
 
 // Objects are allocated without throwing; a refused allocation becomes message
 // 444 and no half-made object is left behind.
 TEST_F(InstanceTest, RefusedAllocationsBecomeMessage444) {
-  ZobString err;
   failNextNothrowNew = true;
-  EXPECT_EQ(zoHadoopCreate(&err), nullptr);
-  EXPECT_TRUE(isMessage(err, 444)) << err.str();
+  EXPECT_EQ(zoHadoopCreate(&err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 444)) << err_.str();
   // Nothing was constructed, so nothing was logged.
   EXPECT_TRUE(log_.of("ZO.Hadoop").empty());
 
   InstanceOwner hadoop = makeInstance();
   failNextNothrowNew = true;
-  EXPECT_EQ(hadoop->createConfiguration(&err), nullptr);
-  EXPECT_TRUE(isMessage(err, 444)) << err.str();
+  EXPECT_EQ(hadoop->createConfiguration(&err_), nullptr);
+  EXPECT_TRUE(isMessage(err_, 444)) << err_.str();
   // The proxy is acquired before the allocation (every child kind shares it);
   // no configuration was asked for, and the next one is made.
   EXPECT_THAT(bridge().eventLog(), ElementsAre("create HadoopClient"));
   EXPECT_TRUE(log_.of("ZO.Hadoop.Configuration").empty());
-  EXPECT_NE(hadoop->createConfiguration(&err), nullptr) << err.str();
+  EXPECT_NE(hadoop->createConfiguration(&err_), nullptr) << err_.str();
 }
 
 }  // namespace

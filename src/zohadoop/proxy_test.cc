@@ -1,8 +1,6 @@
 // Acquisition of the main proxy and the option and message callbacks. The
 // option answers come from one buffer that grows: the answers of the
 // precedence case get longer in turn, so a buffer that stopped growing shows.
-#include <gmock/gmock.h>
-
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,12 +20,7 @@ using ::testing::ElementsAre;
 
 namespace {
 
-class ProxyTest : public CoreTest {
- protected:
-  std::string createdDirectory(size_t i = 0) const {
-    return bridge().creations().at(i).optionDirectory;
-  }
-};
+class ProxyTest : public LibraryTest {};
 
 TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
   // property (any letter case), argument, the directory asked for
@@ -43,20 +36,18 @@ TEST_F(ProxyTest, DirectoryComesFromArgumentElsePropertyElseDefault) {
     }
     ASSERT_TRUE(hadoop->getProxy(argument, &err));
     EXPECT_TRUE(err.isNull());
-    EXPECT_EQ(createdDirectory(i), expected);
+    EXPECT_EQ(bridge().creations().at(i).optionDirectory, expected);
     EXPECT_EQ(hadoop->proxyDirectory().str(), expected);
     EXPECT_FALSE(bridge().creations().at(i).fromProxy);
   }
 }
 
 TEST_F(ProxyTest, HeldProxyAcceptsOnlyItsOwnDirectoryCaseSensitively) {
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->getProxy("hadoop", &err));
-  EXPECT_TRUE(hadoop->getProxy("hadoop", &err));
-  EXPECT_TRUE(hadoop->getProxy("", &err));
-  EXPECT_FALSE(hadoop->getProxy("Hadoop", &err));
-  EXPECT_EQ(err.str(),
+  ASSERT_TRUE(hadoop_->getProxy("hadoop", &err_));
+  EXPECT_TRUE(hadoop_->getProxy("hadoop", &err_));
+  EXPECT_TRUE(hadoop_->getProxy("", &err_));
+  EXPECT_FALSE(hadoop_->getProxy("Hadoop", &err_));
+  EXPECT_EQ(err_.str(),
             "Failed to acquire proxy (Hadoop) due to the proxy already being held with "
             "a different proxy directory (hadoop).");
   EXPECT_EQ(bridge().creations().size(), 1u);
@@ -68,11 +59,9 @@ TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
       ZOJNI_ERR_CREATE,
       {{2, "first error"}, {0, "just saying"}, {3, "second error"}, {1, "careful"},
        {2, "third error"}}));
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  EXPECT_FALSE(hadoop->getProxy("dir", &err));
-  EXPECT_EQ(err.str(), "first error\nsecond error\nthird error");
-  EXPECT_EQ(hadoop->mainProxy(), nullptr);
+  EXPECT_FALSE(hadoop_->getProxy("dir", &err_));
+  EXPECT_EQ(err_.str(), "first error\nsecond error\nthird error");
+  EXPECT_EQ(hadoop_->mainProxy(), nullptr);
   EXPECT_THAT(log_.of("ZO.Hadoop"),
               ElementsAre("5 first error", "2 just saying", "5 second error",
                           "3 careful", "5 third error"));
@@ -80,16 +69,16 @@ TEST_F(ProxyTest, FailedCreationJoinsErrorMessagesAndLogsEveryMessage) {
   // An error text already there is extended, not replaced; the stored
   // directory is used again by the retry.
   bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_CREATE, {{7, "again"}}));
-  err = ZobString("earlier");
-  EXPECT_FALSE(hadoop->getProxy(hadoop->proxyDirectory(), &err));
-  EXPECT_EQ(err.str(), "earlier\nagain");
-  EXPECT_EQ(createdDirectory(1), "dir");
+  err_ = ZobString("earlier");
+  EXPECT_FALSE(hadoop_->getProxy(hadoop_->proxyDirectory(), &err_));
+  EXPECT_EQ(err_.str(), "earlier\nagain");
+  EXPECT_EQ(bridge().creations().at(1).optionDirectory, "dir");
 
   // No error message: the text is left as it was.
   bridge().onCreate(ScriptedCreateScript::failing(ZOJNI_ERR_JVM, {{1, "warning"}}));
-  err = ZobString("untouched");
-  EXPECT_FALSE(hadoop->getProxy("", &err));
-  EXPECT_EQ(err.str(), "untouched");
+  err_ = ZobString("untouched");
+  EXPECT_FALSE(hadoop_->getProxy("", &err_));
+  EXPECT_EQ(err_.str(), "untouched");
 }
 
 TEST_F(ProxyTest, OptionAnswersInTheirOrderOfPrecedence) {
@@ -103,13 +92,11 @@ TEST_F(ProxyTest, OptionAnswersInTheirOrderOfPrecedence) {
        "java_proxy/directory", "CORE.TEST.PROPERTY", "core.test.both",
        "core.test.platform", "core.test.shadowed", "core.test.missing"}));
 
-  InstanceOwner hadoop = makeInstance();
-  ZobString err;
-  ASSERT_TRUE(hadoop->setProperty("core.test.property", "from property", &err));
-  ASSERT_TRUE(hadoop->setProperty("core.test.both", "property wins", &err));
+  ASSERT_TRUE(hadoop_->setProperty("core.test.property", "from property", &err_));
+  ASSERT_TRUE(hadoop_->setProperty("core.test.both", "property wins", &err_));
   // An empty property hides the platform option of the same name.
-  ASSERT_TRUE(hadoop->setProperty("core.test.shadowed", "", &err));
-  ASSERT_TRUE(hadoop->getProxy("the/dir", &err));
+  ASSERT_TRUE(hadoop_->setProperty("core.test.shadowed", "", &err_));
+  ASSERT_TRUE(hadoop_->getProxy("the/dir", &err_));
   platform->removeOption("core.test.platform");
   platform->removeOption("core.test.shadowed");
   platform->removeOption("core.test.both");
@@ -157,14 +144,13 @@ TEST_F(ProxyTest, ConcurrentFirstCallsCreateTheMainProxyOnce) {
     return ZOJNI_OK;
   }));
   std::shared_ptr<ScriptedGate> gate = bridge().gate("Ping");
-  InstanceOwner hadoop = makeInstance();
   bool ok[2] = {false, false};
   auto callOnce = [&](int i) {
     tids[i] = static_cast<pid_t>(syscall(SYS_gettid));
     zowlpResponse* response = nullptr;
     ZobString err;
-    ok[i] = hadoop->callWrapper(nullptr, "HadoopClient", "Ping", JAVA_PROXY_EMPTY_SIG, 0,
-                                nullptr, &response, &err);
+    ok[i] = hadoop_->callWrapper(nullptr, "HadoopClient", "Ping", JAVA_PROXY_EMPTY_SIG, 0, nullptr,
+                                 &response, &err);
     if (response) zowlpResponse_destroy(response);
   };
   std::thread t1(callOnce, 0);
