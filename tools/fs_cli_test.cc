@@ -10,12 +10,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <sstream>
 
 #include "child_process.h"
+#include "end_to_end.h"
 #include "zob_credentials.h"
 
 namespace zohtool {
@@ -27,14 +27,8 @@ using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-std::string readLocal(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeLocal(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary) << content;
-}
+using e2e::readLocal;
+using e2e::writeLocal;
 
 bool localExists(const std::string& path) {
   struct stat info {};
@@ -67,15 +61,7 @@ std::vector<std::string> column(const std::string& text, size_t n) {
 
 class FsTool : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/zohadoop-fs-test-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(pattern));
-    dir_ = pattern;
-  }
-  void TearDown() override {
-    const std::string command = "rm -rf '" + dir_ + "'";
-    ASSERT_EQ(0, std::system(command.c_str()));
-  }
+  void SetUp() override { ASSERT_FALSE(dir_.empty()); }
 
   ChildOptions options(std::vector<std::pair<std::string, std::string>> env = {}) const {
     ChildOptions o;
@@ -100,7 +86,8 @@ class FsTool : public ::testing::Test {
   std::string path(const std::string& relative) const { return dir_ + "/" + relative; }
   std::string uri(const std::string& relative) const { return "file://" + path(relative); }
 
-  std::string dir_;
+  const e2e::ScratchDir scratch_{"/tmp/zohadoop-fs-test-XXXXXX"};
+  const std::string dir_ = scratch_.path();
 };
 
 // A run that must succeed quietly.

@@ -1,13 +1,11 @@
 // MapReduce jobs and Pig runs through the library's public objects, the JVM
 // bridge and the real engines in local mode.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -18,6 +16,7 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
+#include "end_to_end.h"
 
 namespace {
 
@@ -57,16 +56,8 @@ class Poll : public HadoopPollStatus {
   int stopAfter_;
 };
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream all;
-  all << in.rdbuf();
-  return all.str();
-}
-
-void writeFile(const std::string& path, const std::string& content) {
-  std::ofstream(path) << content;
-}
+using e2e::readLocal;
+using e2e::writeLocal;
 
 // Word counts as Hadoop's and Pig's text outputs write them: "word<TAB>count" lines.
 std::map<std::string, int> counts(const std::string& text) {
@@ -81,23 +72,15 @@ std::map<std::string, int> counts(const std::string& text) {
 class Engines : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = ::testing::TempDir() + "zoh-engines-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
-    dir_ = pattern;
-    hadoop_ = zoHadoopCreate(&err_);
+    ASSERT_FALSE(dir_.empty());
+    hadoop_.reset(zoHadoopCreate(&err_));
     ASSERT_NE(nullptr, hadoop_) << err_.str();
-    cfg_ = hadoop_->createConfiguration(&err_);
+    cfg_.reset(hadoop_->createConfiguration(&err_));
     ASSERT_NE(nullptr, cfg_) << err_.str();
-  }
-  void TearDown() override {
-    if (cfg_ != nullptr) cfg_->release();
-    if (hadoop_ != nullptr) hadoop_->release();
-    std::string rm = "rm -rf '" + dir_ + "'";
-    if (system(rm.c_str()) != 0) ADD_FAILURE() << rm;
   }
 
   ZOHadoopMapReduce* newJob(const std::string& mapper, const std::string& input) {
-    ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_, &err_);
+    ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_.get(), &err_);
     if (job == nullptr) return nullptr;
     set(job, "HADOOP_MAPREDUCE_CLASS_MAP", mapper);
     set(job, "HADOOP_MAPREDUCE_CLASS_OUTPUTKEY", "org.apache.hadoop.io.Text");
@@ -110,14 +93,15 @@ class Engines : public ::testing::Test {
     job->setProperty(ZobString(key.c_str()), ZobString(value.c_str()), &err);
   }
 
-  std::string dir_;
+  const e2e::ScratchDir scratch_{::testing::TempDir() + "zoh-engines-XXXXXX"};
+  const std::string dir_ = scratch_.path();
   ZobString err_;
-  ZOHadoop* hadoop_ = nullptr;
-  ZOHadoopCfg* cfg_ = nullptr;
+  e2e::Owned<ZOHadoop> hadoop_;
+  e2e::Owned<ZOHadoopCfg> cfg_;
 };
 
 TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
-  writeFile(dir_ + "/in.txt", "to be or not to be\nthat is the question\nto be\n");
+  writeLocal(dir_ + "/in.txt", "to be or not to be\nthat is the question\nto be\n");
   mkdir((dir_ + "/out").c_str(), 0755);  // a stale output that delete-output must clear
   ZOHadoopMapReduce* job = newJob("org.apache.hadoop.examples.WordCount$TokenizerMapper",
                                   dir_ + "/in.txt");
@@ -138,7 +122,7 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   const std::map<std::string, int> expected = {{"be", 3}, {"is", 1},  {"not", 1}, {"or", 1},
                                                {"question", 1}, {"that", 1}, {"the", 1},
                                                {"to", 3}};
-  std::map<std::string, int> got = counts(readFile(dir_ + "/out/part-r-00000"));
+  std::map<std::string, int> got = counts(readLocal(dir_ + "/out/part-r-00000"));
   EXPECT_EQ(expected, got);
   EXPECT_GE(poll.last.load(), 0) << "no poll";
   EXPECT_FALSE(poll.wentBack);
@@ -151,7 +135,7 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
 }
 
 TEST_F(Engines, FailingMapperAndMissingClassesExplainThemselves) {
-  writeFile(dir_ + "/in.txt", "one line\n");
+  writeLocal(dir_ + "/in.txt", "one line\n");
   ZOHadoopMapReduce* job = newJob("com.zorvanta.testjobs.FailingMapper", dir_ + "/in.txt");
   ASSERT_NE(nullptr, job) << err_.str();
   job->addJar(ZobString(kTestJobs.c_str()), &err_);
@@ -175,7 +159,7 @@ TEST_F(Engines, FailingMapperAndMissingClassesExplainThemselves) {
 TEST_F(Engines, SlowJobsStopFromAnotherThreadAndFromThePoll) {
   std::string lines;
   for (int i = 0; i < 400; ++i) lines += "record " + std::to_string(i) + "\n";
-  writeFile(dir_ + "/in.txt", lines);
+  writeLocal(dir_ + "/in.txt", lines);
   for (bool byPoll : {false, true}) {
     SCOPED_TRACE(byPoll ? "stopped by the poll" : "stopped from another thread");
     ZOHadoopMapReduce* job = newJob("com.zorvanta.testjobs.SlowMapper", dir_ + "/in.txt");
@@ -209,14 +193,10 @@ class Pig : public Engines {
  protected:
   void SetUp() override {
     Engines::SetUp();
-    pig_ = hadoop_->createPig(cfg_, ZobString(""), &err_);
+    pig_.reset(hadoop_->createPig(cfg_.get(), ZobString(""), &err_));
     ASSERT_NE(nullptr, pig_) << err_.str();
   }
-  void TearDown() override {
-    if (pig_ != nullptr) pig_->release();
-    Engines::TearDown();
-  }
-  ZOHadoopPig* pig_ = nullptr;
+  e2e::Owned<ZOHadoopPig> pig_;
 };
 
 const char kCountScript[] =
@@ -227,7 +207,7 @@ const char kCountScript[] =
     "STORE counts INTO '$output';\n";
 
 TEST_F(Pig, LoadGroupStoreWithParametersAndARegisteredUdf) {
-  writeFile(dir_ + "/words.txt", "b\na\nb\nc\nb\na\n");
+  writeLocal(dir_ + "/words.txt", "b\na\nb\nc\nb\na\n");
   pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
   pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
   pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
@@ -238,7 +218,7 @@ TEST_F(Pig, LoadGroupStoreWithParametersAndARegisteredUdf) {
   EXPECT_NE(std::string::npos, texts.start_.find("local")) << texts.start_;
   EXPECT_NE(std::string::npos, texts.final_.find("3 records")) << texts.final_;
   const std::map<std::string, int> expected = {{"A", 2}, {"B", 3}, {"C", 1}};
-  EXPECT_EQ(expected, counts(readFile(dir_ + "/counts/part-r-00000")));
+  EXPECT_EQ(expected, counts(readLocal(dir_ + "/counts/part-r-00000")));
 }
 
 TEST_F(Pig, SyntaxErrorAnswersPigsErrorCode) {
@@ -251,7 +231,7 @@ TEST_F(Pig, SyntaxErrorAnswersPigsErrorCode) {
 TEST_F(Pig, StoppedRunEnds) {
   std::string words;
   for (int i = 0; i < 2000; ++i) words += "w" + std::to_string(i % 7) + "\n";
-  writeFile(dir_ + "/words.txt", words);
+  writeLocal(dir_ + "/words.txt", words);
   pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
   pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
   pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);

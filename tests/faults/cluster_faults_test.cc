@@ -19,6 +19,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopIO.h"
 #include "cluster_access.h"
+#include "end_to_end.h"
 
 namespace {
 
@@ -40,10 +41,7 @@ std::string offsetBytes(size_t size) {
   return data;
 }
 
-struct RawIODeleter {
-  void operator()(ZobIORaw* io) const { io->release(); }
-};
-using RawIO = std::unique_ptr<ZobIORaw, RawIODeleter>;
+using RawIO = e2e::Owned<ZobIORaw>;
 using Uri = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
 constexpr int kMiB = 1 << 20;
@@ -55,20 +53,14 @@ class ClusterFaults : public ::testing::Test {
     if (keys_.empty()) GTEST_SKIP() << "ZOH_FAULT_CLUSTER names no running fault cluster";
     ASSERT_FALSE(keys_["ha-site"].empty());
     ZobString err;
-    hadoop_ = zoHadoopCreate(&err);
+    hadoop_.reset(zoHadoopCreate(&err));
     ASSERT_NE(nullptr, hadoop_) << err.str();
     Uri uri(getURIFromURIString(ZobString(uriOf("/", "dfs.ls.limit=50").c_str())));
     ASSERT_NE(nullptr, uri);
-    cfg_ = hadoop_->createConfiguration(uri.get(), &err);
+    cfg_.reset(hadoop_->createConfiguration(uri.get(), &err));
     ASSERT_NE(nullptr, cfg_) << err.str();
-    hdfs_ = hadoop_->createHDFS(cfg_, &err);
+    hdfs_.reset(hadoop_->createHDFS(cfg_.get(), &err));
     ASSERT_NE(nullptr, hdfs_) << err.str();
-  }
-
-  void TearDown() override {
-    if (hdfs_) hdfs_->release();
-    if (cfg_) cfg_->release();
-    if (hadoop_) hadoop_->release();
   }
 
   // A URI on the nameservice: the HA keys come from the cluster's client file.
@@ -121,9 +113,9 @@ class ClusterFaults : public ::testing::Test {
   }
 
   std::map<std::string, std::string> keys_;
-  ZOHadoop* hadoop_ = nullptr;
-  ZOHadoopCfg* cfg_ = nullptr;
-  ZOHadoopHDFS* hdfs_ = nullptr;
+  e2e::Owned<ZOHadoop> hadoop_;
+  e2e::Owned<ZOHadoopCfg> cfg_;
+  e2e::Owned<ZOHadoopHDFS> hdfs_;
 };
 
 // 256 MiB unless ZOH_FAULT_MIB says otherwise (a quick look at a change).
@@ -158,19 +150,8 @@ TEST_F(ClusterFaults, NameNodeFailoverUnderAListingAndAnOpenFile) {
     return std::make_pair(answer, Clock::now());
   });
   ZobString err;
-  ZOHadoopDirectory* dir = hdfs_->openDir(nullptr, ZobString("/faults/many"), &err);
+  EXPECT_EQ(20000u, e2e::listing(hdfs_.get(), "/faults/many", &err).size()) << err.str();
   const auto listed = Clock::now();
-  ASSERT_NE(nullptr, dir) << err.str();
-  long count = 0;
-  ZobString name;
-  long size = 0;
-  ZobDate date;
-  unsigned long millis = 0;
-  bool isDir = false;
-  bool readOnly = false;
-  while (dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err)) ++count;
-  dir->release();
-  EXPECT_EQ(20000, count);
   const auto [answer, failedOver] = failover.get();
   ASSERT_EQ("ok", answer);
   EXPECT_LT(failedOver, listed) << "the listing ended before the fail-over: it proves nothing";
@@ -178,23 +159,9 @@ TEST_F(ClusterFaults, NameNodeFailoverUnderAListingAndAnOpenFile) {
   // Between two reads of one open file.
   const std::string data = offsetBytes(8 * kMiB);
   writeRaw("/faults/open.bin", data);
-  ZOHadoopFile* file = hdfs_->openFile(nullptr, ZobString("/faults/open.bin"),
-                                       ZOB_TXTFILE_READ, 0, 0, &err);
-  ASSERT_NE(nullptr, file) << err.str();
-  std::string back;
-  for (int n = 0;;) {
-    if (back.size() >= data.size() / 2 && n >= 0) {
-      ASSERT_EQ("ok", control("failover"));
-      n = -1;
-    }
-    const char* bytes = nullptr;
-    const int got = file->read(nullptr, &bytes, kMiB, &err);
-    ASSERT_GE(got, 0) << err.str();
-    if (got == 0) break;
-    back.append(bytes, static_cast<size_t>(got));
-  }
-  file->release();
-  EXPECT_TRUE(back == data);
+  const std::string back = e2e::readHdfs(hdfs_.get(), "/faults/open.bin", kMiB,
+                                         [] { ASSERT_EQ("ok", control("failover")); });
+  EXPECT_TRUE(back == data) << back.substr(0, 200);
 }
 
 TEST_F(ClusterFaults, SafeModeAndQuotaRefuseWritesWithTheirReason) {

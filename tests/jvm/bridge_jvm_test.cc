@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "contract_harness.h"
+#include "end_to_end.h"
 #include "zojni_jvm_test.h"
 
 using contract::MessageLog;
@@ -100,18 +101,16 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
 TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) {
   const char* fromEnvironment = getenv("ZOH_PROXY_HOME");
   const std::string buildHome = fromEnvironment != nullptr ? fromEnvironment : ZOH_TEST_PROXY_HOME;
-  char pattern[] = "/tmp/zoh-home-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(pattern));
-  const std::string home = pattern;
-  ASSERT_EQ(0, symlink((buildHome + "/contract").c_str(), (home + "/elsewhere").c_str()));
-  ASSERT_EQ(0, symlink((buildHome + "/lib").c_str(), (home + "/lib").c_str()));
-  setenv("ZOH_PROXY_HOME", home.c_str(), 1);
+  const e2e::ScratchDir home("/tmp/zoh-home-XXXXXX");
+  ASSERT_EQ(0, symlink((buildHome + "/contract").c_str(), (home / "elsewhere").c_str()));
+  ASSERT_EQ(0, symlink((buildHome + "/lib").c_str(), (home / "lib").c_str()));
+  setenv("ZOH_PROXY_HOME", home.path().c_str(), 1);
 
   Creation moved("elsewhere");
   EXPECT_EQ(ZOJNI_OK, moved.create(kJar, kClass)) << moved.messages.text(2);
   Creation old("contract");
   EXPECT_EQ(ZOJNI_ERR_CREATE, old.create(kJar, kClass));
-  EXPECT_NE(std::string::npos, old.messages.text(2).find("proxy home '" + home + "'"))
+  EXPECT_NE(std::string::npos, old.messages.text(2).find("proxy home '" + home.path() + "'"))
       << old.messages.text(2);
 
   if (fromEnvironment != nullptr) {
@@ -119,9 +118,6 @@ TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) 
   } else {
     unsetenv("ZOH_PROXY_HOME");
   }
-  unlink((home + "/elsewhere").c_str());
-  unlink((home + "/lib").c_str());
-  rmdir(home.c_str());
 }
 
 // ---- Calls on the contract proxy -----------------------------------------------------

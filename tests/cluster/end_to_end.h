@@ -1,0 +1,106 @@
+// What the programs that drive the library's public objects end to end share:
+// owners that release those objects, a scratch directory on the local disk,
+// and whole files and listings through the HDFS service.
+#pragma once
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "ZOHadoopHDFS.h"
+
+namespace e2e {
+
+// The library's objects end with release(), never with delete.
+struct Releaser {
+  template <class T>
+  void operator()(T* object) const { object->release(); }
+};
+template <class T>
+using Owned = std::unique_ptr<T, Releaser>;
+
+// A new directory from a mkdtemp pattern, removed with all it holds at the
+// end (path() is empty when it could not be made).
+class ScratchDir {
+ public:
+  explicit ScratchDir(std::string pattern = "/tmp/zoh-test-XXXXXX") : path_(std::move(pattern)) {
+    if (mkdtemp(&path_[0]) == nullptr) path_.clear();
+  }
+  ~ScratchDir() {
+    if (!path_.empty() && system(("rm -rf '" + path_ + "'").c_str()) != 0) abort();
+  }
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& relative) const { return path_ + "/" + relative; }
+
+ private:
+  std::string path_;
+};
+
+inline std::string readLocal(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void writeLocal(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+// Opens with `flags`, writes and closes; false at the first step that fails.
+// (WebHDFS reports a refused create only when the bytes or the close arrive.)
+inline bool writeHdfs(ZOHadoopHDFS* hdfs, const std::string& path, const std::string& content,
+                      ZobString* err, int flags = 0) {
+  Owned<ZOHadoopFile> file(
+      hdfs->openFile(nullptr, ZobString(path.c_str()), ZOB_TXTFILE_WRITE, flags, 0, err));
+  return file && file->write(nullptr, content.data(), static_cast<int>(content.size()), err) &&
+         file->close(err);
+}
+
+// The whole file in reads of `chunk` bytes, or "failed: " and why. `midway`
+// runs once, when half of the file's size has been read.
+inline std::string readHdfs(ZOHadoopHDFS* hdfs, const std::string& path, int chunk = 1 << 16,
+                            std::function<void()> midway = nullptr) {
+  ZobString err;
+  Owned<ZOHadoopFile> file(
+      hdfs->openFile(nullptr, ZobString(path.c_str()), ZOB_TXTFILE_READ, 0, 0, &err));
+  std::string all;
+  const char* data = nullptr;
+  for (int n; file; all.append(data, static_cast<size_t>(n))) {
+    if (midway && static_cast<long>(all.size()) >= file->getSize() / 2) {
+      midway();
+      midway = nullptr;
+    }
+    if ((n = file->read(nullptr, &data, chunk, &err)) <= 0) break;
+  }
+  return file && err.isNull() && file->close(&err) ? all : "failed: " + err.str();
+}
+
+struct Entry {
+  long size = -1;
+  ZobDate date;
+  unsigned long millis = 0;
+  bool isDir = false;
+  bool readOnly = false;
+};
+
+// The entries of a listing by name; empty, with the text in `err`, when it failed.
+inline std::map<std::string, Entry> listing(ZOHadoopHDFS* hdfs, const std::string& path,
+                                            ZobString* err) {
+  std::map<std::string, Entry> entries;
+  Owned<ZOHadoopDirectory> dir(hdfs->openDir(nullptr, ZobString(path.c_str()), err));
+  ZobString name;
+  Entry e;
+  while (dir && dir->next(&name, &e.size, &e.date, &e.millis, &e.isDir, &e.readOnly, err)) {
+    entries[name.str()] = e;
+  }
+  return entries;
+}
+
+}  // namespace e2e
