@@ -17,45 +17,13 @@
 #include "end_to_end.h"
 #include "zojni_jvm_test.h"
 
-using contract::MessageLog;
-using contract::OptionAnswers;
-using contract::ProxyOwner;
+using contract::Creation;
+using contract::kClass;
+using contract::kJar;
 using contract::ResponseOwner;
 using V = ScriptedValue;
 
 namespace {
-
-constexpr const char* kJar = "zox-proxy-contract.jar";
-constexpr const char* kClass = "com.zorvanta.proxy.test.ContractJPC";
-
-// One creation's callbacks; each creation answers its directory once, as the
-// library's do.
-struct Creation {
-  explicit Creation(const std::string& directory) : options("Contract", directory) {}
-
-  int create(const char* jar, const char* className) {
-    zojniProxy* made = nullptr;
-    const int status = zojniProxyCreate(jar, "Contract", className, options.record(),
-                                        messages.record(), &made);
-    proxy.reset(made);
-    return status;
-  }
-
-  OptionAnswers options;
-  MessageLog messages;
-  ProxyOwner proxy;
-};
-
-int call(zojniProxy* proxy, const char* method, const char* signature,
-         std::vector<ScriptedValue> values, ResponseOwner* response,
-         ZoJniPollRecord* poll = nullptr) {
-  WireRecords inputs(std::move(values));
-  zowlpResponse* raw = nullptr;
-  const int status = zojniProxyCall(proxy, poll, "Contract", method, signature, inputs.count(),
-                                    inputs.data(), &raw);
-  response->reset(raw);
-  return status;
-}
 
 int errorCode(zowlpResponse* response) {
   int code = -1;
@@ -85,7 +53,7 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
   };
   for (const Case& c : cases) {
     Creation creation(c.directory);
-    EXPECT_EQ(ZOJNI_ERR_CREATE, creation.create(c.jar.c_str(), c.className.c_str()))
+    EXPECT_EQ(ZOJNI_ERR_CREATE, creation.create(c.className.c_str(), c.jar.c_str()))
         << c.expected;
     EXPECT_EQ(nullptr, creation.proxy);
     const std::string errors = creation.messages.text(2);
@@ -93,7 +61,7 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
   }
   // A constructor that throws has its own messages delivered first.
   Creation failing("contract");
-  failing.create(kJar, "com.zorvanta.proxy.test.ContractFailingJPC");
+  failing.create("com.zorvanta.proxy.test.ContractFailingJPC");
   EXPECT_EQ(0u, failing.messages.text(2).find("contract proxy about to fail\n"))
       << failing.messages.text(2);
 }
@@ -107,9 +75,9 @@ TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) 
   setenv("ZOH_PROXY_HOME", home.path().c_str(), 1);
 
   Creation moved("elsewhere");
-  EXPECT_EQ(ZOJNI_OK, moved.create(kJar, kClass)) << moved.messages.text(2);
+  EXPECT_EQ(ZOJNI_OK, moved.create()) << moved.messages.text(2);
   Creation old("contract");
-  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create(kJar, kClass));
+  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create());
   EXPECT_NE(std::string::npos, old.messages.text(2).find("proxy home '" + home.path() + "'"))
       << old.messages.text(2);
 
@@ -125,16 +93,17 @@ TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) 
 class ContractProxy : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(ZOJNI_OK, creation_.create(kJar, kClass)) << creation_.messages.text(2);
+    ASSERT_EQ(ZOJNI_OK, creation_.create()) << creation_.messages.text(2);
     proxy_ = creation_.proxy.get();
   }
 
   int call(const char* method, const char* signature, std::vector<ScriptedValue> values,
-           ResponseOwner* response, ZoJniPollRecord* poll = nullptr) {
-    return ::call(proxy_, method, signature, std::move(values), response, poll);
+           ResponseOwner* response) {
+    WireRecords inputs(std::move(values));
+    return contract::call(proxy_, method, signature, inputs, response);
   }
 
-  Creation creation_{"contract"};
+  Creation creation_;
   zojniProxy* proxy_ = nullptr;
 };
 
