@@ -5,14 +5,17 @@
 
 #include <stdlib.h>
 
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "ZOHadoopHDFS.h"
+#include "hadoop_status.h"
 
 namespace e2e {
 
@@ -43,6 +46,45 @@ class ScratchDir {
  private:
   std::string path_;
 };
+
+inline bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+inline bool contains(const ZobString& text, const std::string& part) {
+  return contains(text.str(), part);
+}
+
+// Deterministic bytes of any size, every value among them and no period that
+// a block or buffer size divides: a misplaced or repeated piece shows. The
+// same (size, seed) gives the same bytes.
+inline std::string patternBytes(size_t size, unsigned seed = 1) {
+  std::string data(size, '\0');
+  uint64_t x = seed * 0x9E3779B97F4A7C15ull + 1;
+  for (size_t i = 0; i < size; ++i) {
+    x ^= x << 13;
+    x ^= x >> 7;
+    x ^= x << 17;
+    data[i] = static_cast<char>(x);
+  }
+  return data;
+}
+
+// The start and final texts of a job or a Pig run.
+struct Texts : HadoopTextStatus {
+  void setFinalText(const ZobString& text) override { final_ = text.str(); }
+  void setStartText(const ZobString& text) override { start_ = text.str(); }
+  std::string start_, final_;
+};
+
+// Word counts as Hadoop's and Pig's text outputs write them: "word<TAB>count" lines.
+inline std::map<std::string, int> wordCounts(const std::string& text) {
+  std::map<std::string, int> result;
+  std::istringstream lines(text);
+  std::string word;
+  int n;
+  while (lines >> word >> n) result[word] = n;
+  return result;
+}
 
 inline std::string readLocal(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

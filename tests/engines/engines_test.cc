@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <map>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,16 +23,8 @@ const std::string kJobs = ZOH_TEST_JOBS;
 const std::string kExamples = kJobs + "/hadoop-mapreduce-examples.jar";
 const std::string kTestJobs = kJobs + "/zox-testjobs.jar";
 
-bool contains(const ZobString& text, const std::string& part) {
-  return text.str().find(part) != std::string::npos;
-}
-
-class Texts : public HadoopTextStatus {
- public:
-  void setFinalText(const ZobString& text) override { final_ = text.str(); }
-  void setStartText(const ZobString& text) override { start_ = text.str(); }
-  std::string start_, final_;
-};
+using e2e::contains;
+using e2e::Texts;
 
 // Notes whether progress ever went back; answers false once `stopAfter` polls
 // saw work done. Polls come from the call's own thread, the stop's waits from another.
@@ -59,16 +50,6 @@ class Poll : public HadoopPollStatus {
 using e2e::readLocal;
 using e2e::writeLocal;
 
-// Word counts as Hadoop's and Pig's text outputs write them: "word<TAB>count" lines.
-std::map<std::string, int> counts(const std::string& text) {
-  std::map<std::string, int> result;
-  std::istringstream lines(text);
-  std::string word;
-  int n;
-  while (lines >> word >> n) result[word] = n;
-  return result;
-}
-
 class Engines : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -79,16 +60,19 @@ class Engines : public ::testing::Test {
     ASSERT_NE(nullptr, cfg_) << err_.str();
   }
 
-  ZOHadoopMapReduce* newJob(const std::string& mapper, const std::string& input) {
-    ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_.get(), &err_);
+  // A job of `mapper` from `jar` on in.txt, writing Text keys to out.
+  e2e::Owned<ZOHadoopMapReduce> newJob(const std::string& mapper, const std::string& jar) {
+    e2e::Owned<ZOHadoopMapReduce> job(hadoop_->createMapReduce(cfg_.get(), &err_));
     if (job == nullptr) return nullptr;
     set(job, "HADOOP_MAPREDUCE_CLASS_MAP", mapper);
     set(job, "HADOOP_MAPREDUCE_CLASS_OUTPUTKEY", "org.apache.hadoop.io.Text");
     set(job, "HADOOP_MAPREDUCE_PATH_OUTPUT", dir_ + "/out");
-    job->addInputPath(ZobString(input.c_str()), &err_);
+    job->addInputPath(ZobString((dir_ + "/in.txt").c_str()), &err_);
+    job->addJar(ZobString(jar.c_str()), &err_);
     return job;
   }
-  static void set(ZOHadoopMapReduce* job, const std::string& key, const std::string& value) {
+  static void set(const e2e::Owned<ZOHadoopMapReduce>& job, const std::string& key,
+                  const std::string& value) {
     ZobString err;
     job->setProperty(ZobString(key.c_str()), ZobString(value.c_str()), &err);
   }
@@ -103,15 +87,13 @@ class Engines : public ::testing::Test {
 TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   writeLocal(dir_ + "/in.txt", "to be or not to be\nthat is the question\nto be\n");
   mkdir((dir_ + "/out").c_str(), 0755);  // a stale output that delete-output must clear
-  ZOHadoopMapReduce* job = newJob("org.apache.hadoop.examples.WordCount$TokenizerMapper",
-                                  dir_ + "/in.txt");
+  auto job = newJob("org.apache.hadoop.examples.WordCount$TokenizerMapper", kExamples);
   ASSERT_NE(nullptr, job) << err_.str();
   set(job, "hadoop_mapreduce_class_combiner", "org.apache.hadoop.examples.WordCount$IntSumReducer");
   set(job, "HADOOP_MAPREDUCE_CLASS_REDUCER", "org.apache.hadoop.examples.WordCount$IntSumReducer");
   set(job, "HADOOP_MAPREDUCE_CLASS_OUTPUTVALUE", "org.apache.hadoop.io.IntWritable");
   set(job, "HADOOP_MAPREDUCE_NUM_REDUCERS", "1");
   set(job, "mapreduce.job.name", "engine test word count");
-  job->addJar(ZobString(kExamples.c_str()), &err_);
   Texts texts;
   Poll poll;
   ASSERT_TRUE(job->run(&poll, &texts, true, &err_)) << err_.str();
@@ -122,7 +104,7 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   const std::map<std::string, int> expected = {{"be", 3}, {"is", 1},  {"not", 1}, {"or", 1},
                                                {"question", 1}, {"that", 1}, {"the", 1},
                                                {"to", 3}};
-  std::map<std::string, int> got = counts(readLocal(dir_ + "/out/part-r-00000"));
+  std::map<std::string, int> got = e2e::wordCounts(readLocal(dir_ + "/out/part-r-00000"));
   EXPECT_EQ(expected, got);
   EXPECT_GE(poll.last.load(), 0) << "no poll";
   EXPECT_FALSE(poll.wentBack);
@@ -131,28 +113,23 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   // A second run without delete-output meets the output it left.
   EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
   EXPECT_TRUE(contains(err_, "already exists")) << err_.str();
-  job->release();
 }
 
 TEST_F(Engines, FailingMapperAndMissingClassesExplainThemselves) {
   writeLocal(dir_ + "/in.txt", "one line\n");
-  ZOHadoopMapReduce* job = newJob("com.zorvanta.testjobs.FailingMapper", dir_ + "/in.txt");
+  auto job = newJob("com.zorvanta.testjobs.FailingMapper", kTestJobs);
   ASSERT_NE(nullptr, job) << err_.str();
-  job->addJar(ZobString(kTestJobs.c_str()), &err_);
   Texts texts;
   EXPECT_FALSE(job->run(nullptr, &texts, false, &err_));
   EXPECT_TRUE(contains(err_, "FAILED")) << err_.str();
   EXPECT_TRUE(contains(err_, "FailingMapper refuses record at offset 0")) << err_.str();
   EXPECT_EQ("", texts.final_);
-  job->release();
 
-  job = newJob("com.zorvanta.testjobs.NoSuchMapper", dir_ + "/in.txt");
+  job = newJob("com.zorvanta.testjobs.NoSuchMapper", kTestJobs);
   ASSERT_NE(nullptr, job) << err_.str();
-  job->addJar(ZobString(kTestJobs.c_str()), &err_);
   EXPECT_FALSE(job->run(nullptr, nullptr, true, &err_));
   EXPECT_TRUE(contains(err_, "com.zorvanta.testjobs.NoSuchMapper")) << err_.str();
   EXPECT_TRUE(contains(err_, "zox-testjobs.jar")) << err_.str();
-  job->release();
 }
 
 // A slow job: 400 records at 50 ms each, far longer than the test waits.
@@ -162,9 +139,8 @@ TEST_F(Engines, SlowJobsStopFromAnotherThreadAndFromThePoll) {
   writeLocal(dir_ + "/in.txt", lines);
   for (bool byPoll : {false, true}) {
     SCOPED_TRACE(byPoll ? "stopped by the poll" : "stopped from another thread");
-    ZOHadoopMapReduce* job = newJob("com.zorvanta.testjobs.SlowMapper", dir_ + "/in.txt");
+    auto job = newJob("com.zorvanta.testjobs.SlowMapper", kTestJobs);
     ASSERT_NE(nullptr, job) << err_.str();
-    job->addJar(ZobString(kTestJobs.c_str()), &err_);
     set(job, "zox.test.slow.ms", "50");
     set(job, "HADOOP_MAPREDUCE_NUM_REDUCERS", "0");
     Poll poll(byPoll ? 2 : 0);
@@ -185,7 +161,6 @@ TEST_F(Engines, SlowJobsStopFromAnotherThreadAndFromThePoll) {
     EXPECT_TRUE(contains(runErr, "stopped at the caller's request")) << runErr.str();
     EXPECT_TRUE(contains(runErr, "KILLED")) << runErr.str();
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
-    job->release();
   }
 }
 
@@ -195,6 +170,13 @@ class Pig : public Engines {
     Engines::SetUp();
     pig_.reset(hadoop_->createPig(cfg_.get(), ZobString(""), &err_));
     ASSERT_NE(nullptr, pig_) << err_.str();
+  }
+  // The count script's UDF and parameters, each word taking `delay` ms.
+  void prepareCount(const char* delay) {
+    pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
+    pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
+    pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
+    pig_->setParameter(ZobString("delay"), ZobString(delay), &err_);
   }
   e2e::Owned<ZOHadoopPig> pig_;
 };
@@ -208,17 +190,14 @@ const char kCountScript[] =
 
 TEST_F(Pig, LoadGroupStoreWithParametersAndARegisteredUdf) {
   writeLocal(dir_ + "/words.txt", "b\na\nb\nc\nb\na\n");
-  pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
-  pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
-  pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
-  pig_->setParameter(ZobString("delay"), ZobString("0"), &err_);
+  prepareCount("0");
   Texts texts;
   ASSERT_TRUE(pig_->runCommands(nullptr, &texts, ZobString(kCountScript), nullptr, &err_))
       << err_.str();
   EXPECT_NE(std::string::npos, texts.start_.find("local")) << texts.start_;
   EXPECT_NE(std::string::npos, texts.final_.find("3 records")) << texts.final_;
   const std::map<std::string, int> expected = {{"A", 2}, {"B", 3}, {"C", 1}};
-  EXPECT_EQ(expected, counts(readLocal(dir_ + "/counts/part-r-00000")));
+  EXPECT_EQ(expected, e2e::wordCounts(readLocal(dir_ + "/counts/part-r-00000")));
 }
 
 TEST_F(Pig, SyntaxErrorAnswersPigsErrorCode) {
@@ -232,10 +211,7 @@ TEST_F(Pig, StoppedRunEnds) {
   std::string words;
   for (int i = 0; i < 2000; ++i) words += "w" + std::to_string(i % 7) + "\n";
   writeLocal(dir_ + "/words.txt", words);
-  pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
-  pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
-  pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
-  pig_->setParameter(ZobString("delay"), ZobString("50"), &err_);
+  prepareCount("50");
   ZobString runErr;
   std::atomic<bool> ok{true};
   const auto started = std::chrono::steady_clock::now();

@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <map>
 #include <string>
 #include <thread>
@@ -74,25 +73,17 @@ TEST_F(Yarn, WordCountRunsOnTheClusterAndWritesToHdfs) {
     job->setProperty(ZobString(key), ZobString(value.c_str()), &err);
   job->addInputPath(ZobString((base + "/in.txt").c_str()), &err);
   job->addJar(ZobString(ZOH_TEST_JOBS "/hadoop-mapreduce-examples.jar"), &err);
-  struct : HadoopTextStatus {
-    void setFinalText(const ZobString& text) override { final = text.str(); }
-    void setStartText(const ZobString& text) override { start = text.str(); }
-    std::string start, final;
-  } texts;
+  e2e::Texts texts;
   const bool ok = job->run(nullptr, &texts, true, &err);
   EXPECT_TRUE(ok) << err.str();
-  EXPECT_NE(std::string::npos, texts.start.find("(yarn)")) << texts.start;
-  EXPECT_NE(std::string::npos, texts.start.find("Tracking URL")) << texts.start;
-  EXPECT_NE(std::string::npos, texts.final.find("SUCCEEDED")) << texts.final;
+  EXPECT_NE(std::string::npos, texts.start_.find("(yarn)")) << texts.start_;
+  EXPECT_NE(std::string::npos, texts.start_.find("Tracking URL")) << texts.start_;
+  EXPECT_NE(std::string::npos, texts.final_.find("SUCCEEDED")) << texts.final_;
   job->release();
 
   if (ok) {
-    std::istringstream in(e2e::readHdfs(hdfs_.get(), base + "/out/part-r-00000"));
-    std::map<std::string, int> counts;
-    std::string word;
-    int n;
-    while (in >> word >> n) counts[word] = n;
-    EXPECT_EQ((std::map<std::string, int>{{"blue", 1}, {"green", 2}, {"red", 3}}), counts);
+    EXPECT_EQ((std::map<std::string, int>{{"blue", 1}, {"green", 2}, {"red", 3}}),
+              e2e::wordCounts(e2e::readHdfs(hdfs_.get(), base + "/out/part-r-00000")));
   }
   hdfs_->deleteFile(nullptr, ZobString(base.c_str()), &err);
 }

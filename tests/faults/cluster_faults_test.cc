@@ -33,13 +33,7 @@ std::string control(const std::string& command) {
   return clustertest::control(clusterKeys()["control"], command);
 }
 
-// Bytes whose value depends on their offset (with a period that no block or
-// buffer size divides), so that a misplaced or repeated piece shows.
-std::string offsetBytes(size_t size) {
-  std::string data(size, '\0');
-  for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>((i * 131 + i / 4099) & 0xFF);
-  return data;
-}
+using e2e::patternBytes;
 
 using RawIO = e2e::Owned<ZobIORaw>;
 using Uri = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
@@ -70,20 +64,21 @@ class ClusterFaults : public ::testing::Test {
   }
 
   // Streams `data` into `path` through the raw I/O adapter (4 MiB blocks, so
-  // that a stream crosses many), calling `atHalf` once half of it is written.
-  void writeRaw(const std::string& path, const std::string& data,
-                const std::function<void()>& atHalf = [] {}) {
+  // that a stream crosses many), calling `atHalf` once half of it is written:
+  // "", or why it failed.
+  std::string writeRaw(const std::string& path, const std::string& data,
+                       const std::function<void()>& atHalf = [] {}) {
     Uri uri(getURIFromURIString(ZobString(uriOf(path, "dfs.blocksize=4194304").c_str())));
     ZobString err;
     RawIO io(createRawIO(uri.get(), &err));
-    ASSERT_NE(nullptr, io) << err.str();
+    if (!io) return "no adapter: " + err.str();
     int size = 0;
-    ASSERT_TRUE(io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr)) << io->getErrorMessage().str();
-    for (size_t at = 0; at < data.size(); at += kMiB) {
+    bool ok = io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr);
+    for (size_t at = 0; ok && at < data.size(); at += kMiB) {
       if (at == data.size() / 2) atHalf();
-      ASSERT_EQ(kMiB, io->putBytes(data.data() + at, kMiB)) << io->getErrorMessage().str();
+      ok = io->putBytes(data.data() + at, kMiB) == kMiB;
     }
-    ASSERT_TRUE(io->close()) << io->getErrorMessage().str();
+    return ok && io->close() ? "" : io->getErrorMessage().str();
   }
 
   // Reads `path` whole through the raw I/O adapter, calling `atHalf` midway.
@@ -125,8 +120,8 @@ size_t streamBytes() {
 }
 
 TEST_F(ClusterFaults, StreamsSurviveLostDataNodes) {
-  const std::string data = offsetBytes(streamBytes());
-  writeRaw("/faults/read.bin", data);
+  const std::string data = patternBytes(streamBytes());
+  ASSERT_EQ("", writeRaw("/faults/read.bin", data));
   // Two of the three replicas of every block gone under the reader.
   const std::string back = readRaw("/faults/read.bin", [] {
     ASSERT_EQ("ok", control("stop-datanode 0"));
@@ -136,7 +131,8 @@ TEST_F(ClusterFaults, StreamsSurviveLostDataNodes) {
   EXPECT_TRUE(back == data) << back.substr(0, 200);
 
   // One node of the write pipeline lost: Hadoop rebuilds the pipeline.
-  writeRaw("/faults/write.bin", data, [] { ASSERT_EQ("ok", control("stop-datanode 1")); });
+  EXPECT_EQ("", writeRaw("/faults/write.bin", data,
+                         [] { ASSERT_EQ("ok", control("stop-datanode 1")); }));
   EXPECT_EQ("ok", control("restart-datanodes"));
   EXPECT_TRUE(readRaw("/faults/write.bin") == data);
 }
@@ -157,35 +153,26 @@ TEST_F(ClusterFaults, NameNodeFailoverUnderAListingAndAnOpenFile) {
   EXPECT_LT(failedOver, listed) << "the listing ended before the fail-over: it proves nothing";
 
   // Between two reads of one open file.
-  const std::string data = offsetBytes(8 * kMiB);
-  writeRaw("/faults/open.bin", data);
+  const std::string data = patternBytes(8 * kMiB);
+  ASSERT_EQ("", writeRaw("/faults/open.bin", data));
   const std::string back = e2e::readHdfs(hdfs_.get(), "/faults/open.bin", kMiB,
                                          [] { ASSERT_EQ("ok", control("failover")); });
   EXPECT_TRUE(back == data) << back.substr(0, 200);
 }
 
 TEST_F(ClusterFaults, SafeModeAndQuotaRefuseWritesWithTheirReason) {
-  writeRaw("/faults/kept.bin", offsetBytes(kMiB * 2));
+  ASSERT_EQ("", writeRaw("/faults/kept.bin", patternBytes(kMiB * 2)));
   ASSERT_EQ("ok", control("safemode enter"));
   ZobString err;
   EXPECT_FALSE(hdfs_->makeDirectory(nullptr, ZobString("/faults/in-safe-mode"), &err));
   EXPECT_NE(std::string::npos, err.str().find("safe mode")) << err.str();
   EXPECT_EQ(std::string::npos, err.str().find("at org.apache.hadoop")) << "a server stack trace";
-  EXPECT_TRUE(readRaw("/faults/kept.bin") == offsetBytes(kMiB * 2));
+  EXPECT_TRUE(readRaw("/faults/kept.bin") == patternBytes(kMiB * 2));
   ASSERT_EQ("ok", control("safemode leave"));
 
   ASSERT_TRUE(hdfs_->makeDirectory(nullptr, ZobString("/faults/quota"), &err)) << err.str();
   ASSERT_EQ("ok", control("space-quota /faults/quota 1048576"));
-  Uri uri(getURIFromURIString(ZobString(uriOf("/faults/quota/f").c_str())));
-  RawIO io(createRawIO(uri.get(), &err));
-  ASSERT_NE(nullptr, io) << err.str();
-  int size = 0;
-  std::string why;
-  const std::string data = offsetBytes(kMiB);
-  if (!io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr) || io->putBytes(data.data(), kMiB) != kMiB ||
-      !io->close()) {
-    why = io->getErrorMessage().str();
-  }
+  const std::string why = writeRaw("/faults/quota/f", patternBytes(kMiB));
   EXPECT_EQ("ok", control("space-quota /faults/quota 0"));
   EXPECT_NE(std::string::npos, why.find("quota")) << why;
   EXPECT_NE(std::string::npos, why.find("/faults/quota")) << why;

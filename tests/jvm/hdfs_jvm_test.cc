@@ -24,6 +24,8 @@
 
 namespace {
 
+using e2e::contains;
+using e2e::patternBytes;
 using e2e::readLocal;
 using e2e::writeLocal;
 
@@ -52,29 +54,12 @@ std::vector<FileSystemUnderTest> fileSystemsUnderTest() {
   return all;
 }
 
-// Deterministic bytes of any size: the same (size, seed) gives the same bytes.
-std::string patternBytes(size_t size, unsigned seed) {
-  std::string data(size, '\0');
-  uint64_t x = seed * 0x9E3779B97F4A7C15ull + 1;
-  for (size_t i = 0; i < size; ++i) {
-    x ^= x << 13;
-    x ^= x >> 7;
-    x ^= x << 17;
-    data[i] = static_cast<char>(x);
-  }
-  return data;
-}
-
 long residentKiB() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
     if (line.rfind("VmRSS:", 0) == 0) return std::atol(line.c_str() + 6);
   }
   return -1;
-}
-
-bool contains(const ZobString& text, const std::string& part) {
-  return text.str().find(part) != std::string::npos;
 }
 
 // Memory-backed where there is one: the local disk's speed is not what the
@@ -127,6 +112,11 @@ class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
     return cfg.release();
   }
 
+  e2e::Owned<ZOHadoopFile> open(const std::string& path, ZobTxtFileOpenMode mode, ZobString* err,
+                                int flags = 0) {
+    return e2e::Owned<ZOHadoopFile>(
+        hdfs_->openFile(nullptr, ZobString(path.c_str()), mode, flags, 0, err));
+  }
   bool writeHdfs(const std::string& path, const std::string& content) {
     ZobString err;
     const bool ok = e2e::writeHdfs(hdfs_.get(), path, content, &err);
@@ -189,14 +179,12 @@ TEST_P(HdfsService, DirectoriesAreMadeWithParentsListedAndDeletedRecursively) {
 TEST_P(HdfsService, AppendsGrowTheSizeAndWritesReplace) {
   ASSERT_TRUE(writeHdfs(at("f"), "12345"));
   ZobString err;
-  ZOHadoopFile* file =
-      hdfs_->openFile(nullptr, ZobString(at("f").c_str()), ZOB_TXTFILE_APPEND, 0, 0, &err);
+  auto file = open(at("f"), ZOB_TXTFILE_APPEND, &err);
   ASSERT_NE(nullptr, file) << err.str();
   EXPECT_EQ(5, file->getSize());
   ASSERT_TRUE(file->write(nullptr, "678", 3, &err)) << err.str();
   EXPECT_EQ(8, file->getSize());
   ASSERT_TRUE(file->close(&err)) << err.str();
-  file->release();
   EXPECT_EQ("12345678", readHdfs(at("f"), 3));
   ASSERT_TRUE(writeHdfs(at("f"), "new"));
   EXPECT_EQ("new", readHdfs(at("f"), 100));
@@ -271,27 +259,23 @@ TEST_P(HdfsService, NamesWithSpacesAndNonAsciiCharactersArriveUnchanged) {
 
 TEST_P(HdfsService, FailuresSayWhatAndWhere) {
   ZobString err;
-  ZobString missing(at("missing.txt").c_str());
-  EXPECT_EQ(nullptr, hdfs_->openFile(nullptr, missing, ZOB_TXTFILE_READ, 0, 0, &err));
+  EXPECT_EQ(nullptr, open(at("missing.txt"), ZOB_TXTFILE_READ, &err));
   EXPECT_TRUE(contains(err, "Cannot open HDFS file for reading '" + at("missing.txt") +
                                 "': no such file or directory")) << err.str();
   EXPECT_TRUE(contains(err, "HDFSOpenFile")) << err.str();
   EXPECT_FALSE(contains(err, "\tat ")) << "no stack trace: " << err.str();
 
-  EXPECT_EQ(nullptr, hdfs_->openFile(nullptr, ZobString(root_.c_str()), ZOB_TXTFILE_READ, 0, 0,
-                                     &err));
+  EXPECT_EQ(nullptr, open(root_, ZOB_TXTFILE_READ, &err));
   EXPECT_TRUE(contains(err, "'" + root_ + "' as a file: it is a directory")) << err.str();
-  EXPECT_EQ(nullptr, hdfs_->openDir(nullptr, missing, &err));
+  EXPECT_EQ(nullptr, hdfs_->openDir(nullptr, ZobString(at("missing.txt").c_str()), &err));
   EXPECT_TRUE(contains(err, "Cannot list '" + at("missing.txt") + "'")) << err.str();
 
-  ZOHadoopFile* file =
-      hdfs_->openFile(nullptr, ZobString(at("w").c_str()), ZOB_TXTFILE_WRITE, 0x200000, 0, &err);
+  auto file = open(at("w"), ZOB_TXTFILE_WRITE, &err, 0x200000);
   ASSERT_NE(nullptr, file) << err.str();
   const char* data = nullptr;
   EXPECT_EQ(-1, file->read(nullptr, &data, 10, &err));
   EXPECT_TRUE(contains(err, "is open for writing; it cannot be read")) << err.str();
   ASSERT_TRUE(file->close(&err)) << err.str();
-  file->release();
   // The exclusive flag refuses an existing file.
   EXPECT_FALSE(e2e::writeHdfs(hdfs_.get(), at("w"), "x", &err, 0x200000));
   EXPECT_TRUE(contains(err, "'" + at("w") + "'")) << err.str();
@@ -328,8 +312,7 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   constexpr int kPieces = 256;
   const std::string piece = patternBytes(kPiece, 3);
   ZobString err;
-  ZOHadoopFile* out =
-      hdfs_->openFile(nullptr, ZobString(at("big").c_str()), ZOB_TXTFILE_WRITE, 0, 0, &err);
+  auto out = open(at("big"), ZOB_TXTFILE_WRITE, &err);
   ASSERT_NE(nullptr, out) << err.str();
   long settled = 0;
   for (int i = 0; i < kPieces; ++i) {
@@ -339,9 +322,7 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
     if (i == 16) settled = residentKiB();
   }
   ASSERT_TRUE(out->close(&err)) << err.str();
-  out->release();
-  ZOHadoopFile* in =
-      hdfs_->openFile(nullptr, ZobString(at("big").c_str()), ZOB_TXTFILE_READ, 0, 0, &err);
+  auto in = open(at("big"), ZOB_TXTFILE_READ, &err);
   ASSERT_NE(nullptr, in) << err.str();
   EXPECT_EQ(long{kPiece} * kPieces, in->getSize());
   for (int i = 0; i < kPieces; ++i) {
@@ -352,7 +333,7 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   }
   const char* data = nullptr;
   EXPECT_EQ(0, in->read(nullptr, &data, kPiece, &err));
-  in->release();
+  in.reset();
   // 256 MiB went through; what stays resident must not grow with it: a kept
   // read buffer or a copy of the data would add 256 MiB or more. The JVM's own
   // heap may still grow by about 130 MiB while HDFS packets pass (seen once at
@@ -369,8 +350,7 @@ TEST_P(HdfsService, AFileDeletedWhileOpenIsReadToItsEndOrFailsWithItsPath) {
   const std::string content = patternBytes(3 << 20, 5);
   ASSERT_TRUE(writeHdfs(at("doomed"), content));
   ZobString err;
-  ZOHadoopFile* in =
-      hdfs_->openFile(nullptr, ZobString(at("doomed").c_str()), ZOB_TXTFILE_READ, 0, 0, &err);
+  auto in = open(at("doomed"), ZOB_TXTFILE_READ, &err);
   ASSERT_NE(nullptr, in) << err.str();
   const char* data = nullptr;
   ASSERT_EQ(65536, in->read(nullptr, &data, 65536, &err)) << err.str();
@@ -390,7 +370,6 @@ TEST_P(HdfsService, AFileDeletedWhileOpenIsReadToItsEndOrFailsWithItsPath) {
     }
     back.append(data, static_cast<size_t>(n));
   }
-  in->release();
 }
 
 TEST(HadoopConfiguration, ResourceFilesAreCheckedWhenAddedAndKeyValuesWin) {

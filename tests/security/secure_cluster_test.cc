@@ -35,9 +35,7 @@ using Uri = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
 std::string slurp(const fs::path& path) { return e2e::readLocal(path.string()); }
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using e2e::contains;
 
 // Everything the run said that is not in a file: each log line at the most
 // verbose level, and each error text.
@@ -65,11 +63,7 @@ class SecureCluster : public ::testing::Test {
   static void SetUpTestSuite() {
     keys_ = clustertest::readyKeys("ZOH_SECURE_CLUSTER");
     if (keys_.empty()) return;
-    std::ifstream secrets(keys_["passwords"]);
-    for (std::string line; std::getline(secrets, line);) {
-      const auto eq = line.find('=');
-      if (eq != std::string::npos) passwords_[line.substr(0, eq)] = line.substr(eq + 1);
-    }
+    passwords_ = clustertest::keyValues(keys_["passwords"]);
     tmp_ = fs::temp_directory_path() / ("zoh-security-" + std::to_string(getpid()));
     fs::create_directories(tmp_);
     // Hadoop's own lines at their most verbose, and this process's standard
