@@ -132,16 +132,24 @@ struct Entry {
   bool readOnly = false;
 };
 
+// Reads an open listing to its end, handing each entry to `seen`: true at the
+// end, false when a step failed, with the text in `err`.
+inline bool walk(ZOHadoopDirectory* dir, ZobString* err,
+                 const std::function<void(const std::string&, const Entry&)>& seen = nullptr) {
+  ZobString name;
+  Entry e;
+  while (dir->next(&name, &e.size, &e.date, &e.millis, &e.isDir, &e.readOnly, err)) {
+    if (seen) seen(name.str(), e);
+  }
+  return err->isNull();
+}
+
 // The entries of a listing by name; empty, with the text in `err`, when it failed.
 inline std::map<std::string, Entry> listing(ZOHadoopHDFS* hdfs, const std::string& path,
                                             ZobString* err) {
   std::map<std::string, Entry> entries;
   Owned<ZOHadoopDirectory> dir(hdfs->openDir(nullptr, ZobString(path.c_str()), err));
-  ZobString name;
-  Entry e;
-  while (dir && dir->next(&name, &e.size, &e.date, &e.millis, &e.isDir, &e.readOnly, err)) {
-    entries[name.str()] = e;
-  }
+  if (dir) walk(dir.get(), err, [&](const std::string& name, const Entry& e) { entries[name] = e; });
   return entries;
 }
 

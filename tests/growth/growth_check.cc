@@ -12,7 +12,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
-#include "directory_walk.h"
+#include "end_to_end.h"
 #include "zojni_jvm_test.h"
 #include "zowlp.h"
 
@@ -42,7 +42,7 @@ void cycle(bool releaseChildren) {
     ZOHadoopHDFS* fs = check(h->createHDFS(cfg, &err), "createHDFS", err);
     if (fs != nullptr) {
       if (ZOHadoopDirectory* dir = check(fs->openDir(nullptr, kDir, &err), "openDir", err)) {
-        check(zohsweep::walkDirectory(dir, &err), "next", err);
+        check(e2e::walk(dir, &err), "next", err);
         dir->release();
       }
       const std::string path = std::string(kDir) + "/CTestTestfile.cmake";

@@ -14,7 +14,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
-#include "directory_walk.h"
+#include "end_to_end.h"
 #include "java_side.h"
 #include "zowlp.h"
 
@@ -55,7 +55,7 @@ void round(ZOHadoop* h, int thread, int n) {
     bool answer = false;
     expect(fs->exists(nullptr, path, &answer, &err), "exists", err);
     if (ZOHadoopDirectory* dir = expect(fs->openDir(nullptr, path, &err), "openDir", err)) {
-      expect(zohsweep::walkDirectory(dir, &err), "next", err);
+      expect(e2e::walk(dir, &err), "next", err);
       dir->release();
     }
     fs->release();

@@ -17,7 +17,7 @@
 #include "ZOHadoopIO.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
-#include "directory_walk.h"
+#include "end_to_end.h"
 #include "java_side.h"
 #include "zob_uri.h"
 #include "zowlp.h"
@@ -194,12 +194,6 @@ auto held(Run& run, const char* releaseStep, T* object) {
 
 using UriOwner = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
-class TextSink final : public HadoopTextStatus {
- public:
-  void setFinalText(const ZobString&) override {}
-  void setStartText(const ZobString&) override {}
-};
-
 // One checked step whose body is an expression over `e`, the error argument.
 #define OP(name, expr) r.op(name, [&](ZobString* e) { return expr; })
 // The instance and configuration every service scenario starts from.
@@ -236,7 +230,7 @@ void hdfsService(Run& r) {
   OP("makeDirectory", fs->makeDirectory(nullptr, "/d", e));
   {
     auto dir = held(r, "directory release", OP("openDir", fs->openDir(nullptr, "/d", e)));
-    if (dir) OP("directory walk", zohsweep::walkDirectory(dir.get(), e));
+    if (dir) OP("directory walk", e2e::walk(dir.get(), e));
     if (dir) OP("directory close", dir->close(e));
   }
   auto in = held(r, "file release",
@@ -293,7 +287,7 @@ void mapReduce(Run& r) {
   INSTANCE_AND_CONFIGURATION();
   auto job = held(r, "MapReduce release", OP("createMapReduce", h->createMapReduce(cfg.get(), e)));
   if (!job) return;
-  TextSink text;
+  e2e::Texts text;
   OP("job setProperty", job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "C", e));
   OP("job addInputPath", job->addInputPath("/in", e));
   OP("job addJar", job->addJar("/j.jar", e));
@@ -306,7 +300,7 @@ void pig(Run& r) {
   INSTANCE_AND_CONFIGURATION();
   auto client = held(r, "Pig release", OP("createPig", h->createPig(cfg.get(), "", e)));
   if (!client) return;
-  TextSink text;
+  e2e::Texts text;
   OP("pig setParameter", client->setParameter("in", "/in", e));
   OP("pig registerJar", client->registerJar("/udf.jar", e));
   OP("pig runCommands", client->runCommands(nullptr, &text, "A = LOAD '$in';", nullptr, e));
