@@ -122,13 +122,11 @@ TEST_F(BridgeContract, CreationAndCallRefuseNullArguments) {
   EXPECT_EQ(made, nullptr);
   EXPECT_EQ(createRaw(nullptr), ZOJNI_ERR_ARGUMENT);
   WireRecords inputs({V::ofInt(1)});
+  ResponseOwner owned;
+  EXPECT_EQ(contract::call(nullptr, "Echo", "\x06", inputs, &owned), ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(contract::call(proxy(), nullptr, "\x06", inputs, &owned), ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(owned, nullptr);
   zowlpResponse* response = nullptr;
-  EXPECT_EQ(zojniProxyCall(nullptr, nullptr, contract::kProxyName, "Echo", "\x06",
-                           inputs.count(), inputs.data(), &response),
-            ZOJNI_ERR_ARGUMENT);
-  EXPECT_EQ(zojniProxyCall(proxy(), nullptr, contract::kProxyName, nullptr, "\x06",
-                           inputs.count(), inputs.data(), &response),
-            ZOJNI_ERR_ARGUMENT);
   EXPECT_EQ(zojniProxyCall(proxy(), nullptr, contract::kProxyName, "Echo", "\x06", 1, nullptr,
                            &response),
             ZOJNI_ERR_ARGUMENT);

@@ -5,7 +5,9 @@
 
 #include <stdlib.h>
 
+#include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -18,6 +20,18 @@
 #include "hadoop_status.h"
 
 namespace e2e {
+
+// Operations that went through check(), and those of them that failed.
+inline std::atomic<int> g_operations{0}, g_failures{0};
+
+// Counts an operation and, when it failed, says so on standard error (the
+// first few times): for programs that go on after a failure.
+template <class T>
+T check(T result, const char* what, const ZobString& err) {
+  ++g_operations;
+  if (!result && ++g_failures <= 10) std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
+  return result;
+}
 
 // The library's objects end with release(), never with delete.
 struct Releaser {
