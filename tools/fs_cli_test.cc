@@ -76,8 +76,8 @@ class FsTool : public ::testing::Test {
     return r.out;
   }
   // Expects exit status `status` and returns standard error.
-  std::string fails(std::vector<std::string> args, int status = 1) {
-    const ChildResult r = fs(args);
+  std::string fails(std::vector<std::string> args, int status = 1, Env env = {}) {
+    const ChildResult r = fs(args, "", std::move(env));
     EXPECT_EQ(status, r.status) << args[0] << ": " << r.err;
     return r.err;
   }
@@ -314,11 +314,9 @@ TEST_F(FsTool, ErrorsAPersonCanActOn) {
   writeLocal(path("store"), "known\talice\t" + zobSubjectEncodePW("secret").str() + "\n");
   const Env store = {
       {"ZOB_CREDENTIAL_STORE", path("store")}};
-  const ChildResult unknown = fs({"ls", path("?credential=nosuch")}, "", store);
-  EXPECT_EQ(1, unknown.status);
   EXPECT_EQ("ls: `" + path("") + "': no credential 'nosuch' in the credential store " +
                 path("store") + "\n",
-            unknown.err);
+            fails({"ls", path("?credential=nosuch")}, 1, store));
   EXPECT_EQ(0, fs({"ls", path("?credential=known")}, "", store).status);
   EXPECT_THAT(fails({"ls", path("?credential=known")}),
               HasSubstr("the credential 'known' cannot be looked up"));

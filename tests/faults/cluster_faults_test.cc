@@ -82,26 +82,22 @@ class ClusterFaults : public ::testing::Test {
   }
 
   // Reads `path` whole through the raw I/O adapter, calling `atHalf` midway.
-  std::string readRaw(const std::string& path, const std::function<void()>& atHalf = [] {}) {
+  std::string readRaw(const std::string& path, std::function<void()> atHalf = nullptr) {
     Uri uri(getURIFromURIString(ZobString(uriOf(path).c_str())));
     ZobString err;
     RawIO io(createRawIO(uri.get(), &err));
-    EXPECT_NE(nullptr, io) << err.str();
     int size = 0;
-    if (!io || !io->open(ZOB_TXTFILE_READ, 0, &size, nullptr)) return "open failed";
+    if (!io || !io->open(ZOB_TXTFILE_READ, 0, &size, nullptr)) return "open failed " + err.str();
     const long total = io->size();
     std::string back;
-    for (bool called = false;;) {
-      if (!called && static_cast<long>(back.size()) >= total / 2) {
-        atHalf();
-        called = true;
-      }
-      const char* bytes = nullptr;
-      const int n = io->getBytes(&bytes, 1, kMiB);
+    const char* bytes = nullptr;
+    for (int n; (n = io->getBytes(&bytes, 1, kMiB)) != 0; back.append(bytes, n)) {
       if (n < 0) return "read failed after " + std::to_string(back.size()) + " bytes: " +
                         io->getErrorMessage().str();
-      if (n == 0) break;
-      back.append(bytes, static_cast<size_t>(n));
+      if (atHalf && static_cast<long>(back.size()) >= total / 2) {
+        atHalf();
+        atHalf = nullptr;
+      }
     }
     io->close();
     return back;

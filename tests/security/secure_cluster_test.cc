@@ -118,8 +118,9 @@ class SecureCluster : public ::testing::Test {
            "&zoh.kerberos.krb5.conf=" + keys_["krb5"] + "&" + items;
   }
 
-  static void finish(Session* s, ZobString* err) {
-    if (s->cfg) s->hdfs.reset(hadoop_->createHDFS(s->cfg.get(), err));
+  // The service of the configuration when it could be `configured`; else why not.
+  static void finish(Session* s, bool configured, ZobString* err) {
+    if (configured) s->hdfs.reset(hadoop_->createHDFS(s->cfg.get(), err));
     if (!s->hdfs) s->why = err->str();
     remember(s->why);
   }
@@ -130,7 +131,7 @@ class SecureCluster : public ::testing::Test {
     Uri parsed(getURIFromURIString(ZobString(uri.c_str())));
     ZobString err;
     if (parsed) s->cfg.reset(hadoop_->createConfiguration(parsed.get(), &err));
-    finish(s.get(), &err);
+    finish(s.get(), s->cfg != nullptr, &err);
     return s;
   }
 
@@ -139,15 +140,12 @@ class SecureCluster : public ::testing::Test {
     auto s = std::make_unique<Session>();
     ZobString err;
     s->cfg.reset(hadoop_->createConfiguration(&err));
-    if (!s->cfg || !s->cfg->addResourceFile(ZobString(keys_["site"].c_str()), &err) ||
-        !s->cfg->setKeyValue(ZobString("zoh.kerberos.krb5.conf"),
-                             ZobString(keys_["krb5"].c_str()), &err) ||
-        !s->cfg->setUserPass(ZobString(user.c_str()), ZobString(password.c_str()), &err)) {
-      s->why = err.str();
-      remember(s->why);
-      return s;
-    }
-    finish(s.get(), &err);
+    finish(s.get(),
+           s->cfg && s->cfg->addResourceFile(ZobString(keys_["site"].c_str()), &err) &&
+               s->cfg->setKeyValue(ZobString("zoh.kerberos.krb5.conf"),
+                                   ZobString(keys_["krb5"].c_str()), &err) &&
+               s->cfg->setUserPass(ZobString(user.c_str()), ZobString(password.c_str()), &err),
+           &err);
     return s;
   }
 
