@@ -85,9 +85,8 @@ PollScript::PollScript(int stopAt) : stopAt_(stopAt) {
 int PollScript::poll(ZoJniPollRecord* record, int64_t done, int64_t total,
                      const char* phase) {
   auto* self = static_cast<PollScript*>(record->instance);
-  PollSeen seen{done, total, std::nullopt};
-  if (phase) seen.phase = std::string(phase);
-  self->seen_.push_back(seen);
+  self->seen_.push_back(std::to_string(done) + "/" + std::to_string(total) + " " +
+                        (phase ? phase : "(null)"));
   return self->stopAt_ > 0 && static_cast<int>(self->seen_.size()) >= self->stopAt_ ? 0 : 1;
 }
 

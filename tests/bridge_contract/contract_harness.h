@@ -79,26 +79,21 @@ class MessageLog {
   std::vector<std::pair<int, std::string>> messages_;
 };
 
-struct PollSeen {
-  int64_t done;
-  int64_t total;
-  std::optional<std::string> phase;
-};
-
 // A poll record whose callback answers 1 until `stopAt` polls were seen (the
 // stopAt-th poll is answered 0); stopAt 0 never stops.
 class PollScript {
  public:
   explicit PollScript(int stopAt = 0);
   ZoJniPollRecord* record() { return &record_; }
-  std::vector<PollSeen> seen() const { return seen_; }
+  // "done/total phase" for each poll seen ("(null)" for no phase).
+  std::vector<std::string> seen() const { return seen_; }
 
  private:
   static int poll(ZoJniPollRecord* record, int64_t done, int64_t total, const char* phase);
 
   ZoJniPollRecord record_{};
   int stopAt_;
-  std::vector<PollSeen> seen_;
+  std::vector<std::string> seen_;
 };
 
 // One creation of the contract proxy, with callbacks of its own.

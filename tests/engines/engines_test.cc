@@ -30,21 +30,19 @@ using e2e::Texts;
 // saw work done. Polls come from the call's own thread, the stop's waits from another.
 class Poll : public HadoopPollStatus {
  public:
-  explicit Poll(int stopAfter = 0) : stopAfter_(stopAfter) {}
+  explicit Poll(int stopAfter = 0) : stopAfter(stopAfter) {}
   int pollInterval() override { return 10; }
   bool poll(int64_t done, int64_t total, const char*) override {
     wentBack = wentBack || done < last;
     last = done;
     this->total = total;
     if (done > 0) ++working;
-    return stopAfter_ == 0 || working < stopAfter_;
+    return stopAfter == 0 || working < stopAfter;
   }
+  const int stopAfter;
   std::atomic<int64_t> last{-1}, total{0};
   std::atomic<int> working{0};
   std::atomic<bool> wentBack{false};
-
- private:
-  int stopAfter_;
 };
 
 using e2e::readLocal;

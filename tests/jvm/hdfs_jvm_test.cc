@@ -58,12 +58,6 @@ long residentKiB() {
   return -1;
 }
 
-// Memory-backed where there is one: the local disk's speed is not what the
-// tests measure.
-std::string scratchPattern() {
-  return access("/dev/shm", W_OK) == 0 ? "/dev/shm/zoh-jvm-XXXXXX" : "/tmp/zoh-jvm-XXXXXX";
-}
-
 class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
  protected:
   void SetUp() override {
@@ -87,7 +81,9 @@ class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
 
   void TearDown() override {
     ZobString err;
-    if (hdfs_ != nullptr && !root_.empty()) hdfs_->deleteFile(nullptr, ZobString(root_.c_str()), &err);
+    if (hdfs_ != nullptr && !root_.empty()) {
+      hdfs_->deleteFile(nullptr, ZobString(root_.c_str()), &err);
+    }
   }
 
   bool isLocal() const { return GetParam().name == "file"; }
@@ -133,7 +129,10 @@ class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
     return answer;
   }
 
-  e2e::ScratchDir local_{scratchPattern()};
+  // Memory-backed where there is one: the local disk's speed is not what the
+  // tests measure.
+  e2e::ScratchDir local_{access("/dev/shm", W_OK) == 0 ? "/dev/shm/zoh-jvm-XXXXXX"
+                                                       : "/tmp/zoh-jvm-XXXXXX"};
   std::string root_;
   e2e::Owned<ZOHadoop> hadoop_;
   e2e::Owned<ZOHadoopCfg> cfg_;
