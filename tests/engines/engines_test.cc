@@ -24,7 +24,6 @@ const std::string kExamples = kJobs + "/hadoop-mapreduce-examples.jar";
 const std::string kTestJobs = kJobs + "/zox-testjobs.jar";
 
 using e2e::contains;
-using e2e::Texts;
 
 // Notes whether progress ever went back; answers false once `stopAfter` polls
 // saw work done. Polls come from the call's own thread, the stop's waits from another.
@@ -92,7 +91,7 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   set(job, "HADOOP_MAPREDUCE_CLASS_OUTPUTVALUE", "org.apache.hadoop.io.IntWritable");
   set(job, "HADOOP_MAPREDUCE_NUM_REDUCERS", "1");
   set(job, "mapreduce.job.name", "engine test word count");
-  Texts texts;
+  e2e::Texts texts;
   Poll poll;
   ASSERT_TRUE(job->run(&poll, &texts, true, &err_)) << err_.str();
   EXPECT_NE(std::string::npos, texts.start_.find("job_")) << texts.start_;
@@ -117,7 +116,7 @@ TEST_F(Engines, FailingMapperAndMissingClassesExplainThemselves) {
   writeLocal(dir_ + "/in.txt", "one line\n");
   auto job = newJob("com.zorvanta.testjobs.FailingMapper", kTestJobs);
   ASSERT_NE(nullptr, job) << err_.str();
-  Texts texts;
+  e2e::Texts texts;
   EXPECT_FALSE(job->run(nullptr, &texts, false, &err_));
   EXPECT_TRUE(contains(err_, "FAILED")) << err_.str();
   EXPECT_TRUE(contains(err_, "FailingMapper refuses record at offset 0")) << err_.str();
@@ -189,7 +188,7 @@ const char kCountScript[] =
 TEST_F(Pig, LoadGroupStoreWithParametersAndARegisteredUdf) {
   writeLocal(dir_ + "/words.txt", "b\na\nb\nc\nb\na\n");
   prepareCount("0");
-  Texts texts;
+  e2e::Texts texts;
   ASSERT_TRUE(pig_->runCommands(nullptr, &texts, ZobString(kCountScript), nullptr, &err_))
       << err_.str();
   EXPECT_NE(std::string::npos, texts.start_.find("local")) << texts.start_;

@@ -25,12 +25,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::map<std::string, std::string> clusterKeys() {
-  return clustertest::readyKeys("ZOH_FAULT_CLUSTER");
-}
-
 std::string control(const std::string& command) {
-  return clustertest::control(clusterKeys()["control"], command);
+  return clustertest::control(clustertest::readyKeys("ZOH_FAULT_CLUSTER")["control"], command);
 }
 
 using e2e::patternBytes;
@@ -43,7 +39,7 @@ constexpr int kMiB = 1 << 20;
 class ClusterFaults : public ::testing::Test {
  protected:
   void SetUp() override {
-    keys_ = clusterKeys();
+    keys_ = clustertest::readyKeys("ZOH_FAULT_CLUSTER");
     if (keys_.empty()) GTEST_SKIP() << "ZOH_FAULT_CLUSTER names no running fault cluster";
     ASSERT_FALSE(keys_["ha-site"].empty());
     ZobString err;

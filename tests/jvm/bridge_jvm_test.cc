@@ -94,17 +94,15 @@ class ContractProxy : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(ZOJNI_OK, creation_.create()) << creation_.messages.text(2);
-    proxy_ = creation_.proxy.get();
   }
 
   int call(const char* method, const char* signature, std::vector<ScriptedValue> values,
            ResponseOwner* response) {
     WireRecords inputs(std::move(values));
-    return contract::call(proxy_, method, signature, inputs, response);
+    return contract::call(creation_.proxy.get(), method, signature, inputs, response);
   }
 
   Creation creation_;
-  zojniProxy* proxy_ = nullptr;
 };
 
 // Beyond the contract's Java failure: the cause and the plain exception's
@@ -133,6 +131,13 @@ TEST_F(ContractProxy, JavaSideFaultsAndTheProxysVersion) {
   EXPECT_EQ(ZOJNI_ERR_MEMORY, call("OutOfMemory", "\x06", {}, &response));
   EXPECT_EQ(nullptr, response);
   EXPECT_EQ(ZOJNI_OK, call("Nothing", "", {}, &response)) << "the proxy works on";
+
+  // Reported progress reaches the poll when its interval is up; a stop ends the method.
+  contract::PollScript stopAtTheSecond(2);
+  WireRecords spin({V::ofInt(20000)});
+  EXPECT_EQ(ZOJNI_ERR_JAVA, contract::call(creation_.proxy.get(), "Spin", "\x06", spin, &response,
+                                           stopAtTheSecond.record()));
+  EXPECT_EQ(2u, stopAtTheSecond.seen().size());
 }
 
 TEST_F(ContractProxy, NativeAndHeapBytesOutputsCarryTheSameBytes) {
@@ -160,7 +165,7 @@ TEST_F(ContractProxy, ThreadsAreDetachedWhenTheyEnd) {
     for (int t = 0; t < 10; ++t) {
       threads.emplace_back([this] {
         zowlpResponse* r = nullptr;
-        zojniProxyCall(proxy_, nullptr, "Contract", "Nothing", "", 0, nullptr, &r);
+        zojniProxyCall(creation_.proxy.get(), nullptr, "Contract", "Nothing", "", 0, nullptr, &r);
         zowlpResponse_destroy(r);
       });
     }

@@ -25,7 +25,6 @@
 namespace {
 
 using e2e::contains;
-using e2e::patternBytes;
 using e2e::readLocal;
 using e2e::writeLocal;
 
@@ -98,7 +97,8 @@ class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
   ZOHadoopCfg* newConfiguration(const std::string& user, ZobString* err) {
     e2e::Owned<ZOHadoopCfg> cfg(hadoop_->createConfiguration(err));
     const std::string defaultFs = isLocal() ? "file:///" : GetParam().base;
-    if (!cfg || (!isLocal() && !cfg->addResourceFile(ZobString(GetParam().siteFile.c_str()), err)) ||
+    if (!cfg ||
+        (!isLocal() && !cfg->addResourceFile(ZobString(GetParam().siteFile.c_str()), err)) ||
         !cfg->setKeyValue(ZobString("fs.defaultFS"), ZobString(defaultFs.c_str()), err) ||
         (!user.empty() && !cfg->setUserPass(ZobString(user.c_str()), ZobString(""), err))) {
       return nullptr;
@@ -307,7 +307,7 @@ TEST_P(HdfsService, ADirectoryOfAnotherUserIsRefusedAsPermissionDenied) {
 TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   constexpr int kPiece = 1 << 20;
   constexpr int kPieces = 256;
-  const std::string piece = patternBytes(kPiece, 3);
+  const std::string piece = e2e::patternBytes(kPiece, 3);
   ZobString err;
   auto out = open(at("big"), ZOB_TXTFILE_WRITE, &err);
   ASSERT_NE(nullptr, out) << err.str();
@@ -344,7 +344,7 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
 }
 
 TEST_P(HdfsService, AFileDeletedWhileOpenIsReadToItsEndOrFailsWithItsPath) {
-  const std::string content = patternBytes(3 << 20, 5);
+  const std::string content = e2e::patternBytes(3 << 20, 5);
   ASSERT_TRUE(writeHdfs(at("doomed"), content));
   const std::string back = e2e::readHdfs(hdfs_.get(), at("doomed"), 1 << 16, [this] {
     ZobString err;
