@@ -5,17 +5,16 @@
 namespace zohtool {
 namespace {
 
-bool parse(std::vector<std::string> argv, CommandLine* line, std::string* error) {
-  return parseCommandLine(argv, line, error);
-}
-
-TEST(ParseCommandLine, GenericOptionsBeforeAndAfterTheCommandInOrder) {
+class ParseCommandLine : public ::testing::Test {
+ protected:
+  bool parse(std::vector<std::string> argv) { return parseCommandLine(argv, &line, &error); }
   CommandLine line;
   std::string error;
+};
+
+TEST_F(ParseCommandLine, GenericOptionsBeforeAndAfterTheCommandInOrder) {
   ASSERT_TRUE(parse({"-D", "a=1", "-Db=x=y", "-conf", "site.xml", "ls", "-user", "alice",
-                     "/data", "-v", "-conf", "more.xml"},
-                    &line, &error))
-      << error;
+                     "/data", "-v", "-conf", "more.xml"})) << error;
   EXPECT_EQ("ls", line.command);
   ASSERT_EQ(2u, line.options.defines.size());
   EXPECT_EQ(std::make_pair(std::string("a"), std::string("1")), line.options.defines[0]);
@@ -27,39 +26,33 @@ TEST(ParseCommandLine, GenericOptionsBeforeAndAfterTheCommandInOrder) {
   EXPECT_EQ(std::vector<std::string>{"/data"}, line.args);
 }
 
-TEST(ParseCommandLine, DashedCommandNamesAndCommandSwitches) {
-  CommandLine line;
-  std::string error;
-  ASSERT_TRUE(parse({"-rm", "-r", "-f", "/a", "-r", "/b"}, &line, &error)) << error;
+TEST_F(ParseCommandLine, DashedCommandNamesAndCommandSwitches) {
+  ASSERT_TRUE(parse({"-rm", "-r", "-f", "/a", "-r", "/b"})) << error;
   EXPECT_EQ("rm", line.command);
   EXPECT_EQ((std::vector<std::string>{"-r", "-f"}), line.flags);  // repeated once
   EXPECT_TRUE(hasFlag(line, "-f"));
   EXPECT_FALSE(hasFlag(line, "-R"));
   EXPECT_EQ((std::vector<std::string>{"/a", "/b"}), line.args);
 
-  ASSERT_TRUE(parse({"mkdir", "-p", "/x"}, &line, &error));
+  ASSERT_TRUE(parse({"mkdir", "-p", "/x"}));
   EXPECT_TRUE(hasFlag(line, "-p"));
-  ASSERT_TRUE(parse({"test", "-e", "/x"}, &line, &error));
+  ASSERT_TRUE(parse({"test", "-e", "/x"}));
   EXPECT_EQ(std::vector<std::string>{"-e"}, line.flags);
 }
 
-TEST(ParseCommandLine, DoubleDashAndLoneDashAreOperands) {
-  CommandLine line;
-  std::string error;
-  ASSERT_TRUE(parse({"put", "-", "--", "-odd-name"}, &line, &error)) << error;
+TEST_F(ParseCommandLine, DoubleDashAndLoneDashAreOperands) {
+  ASSERT_TRUE(parse({"put", "-", "--", "-odd-name"})) << error;
   EXPECT_EQ((std::vector<std::string>{"-", "-odd-name"}), line.args);
   EXPECT_TRUE(line.flags.empty());
 }
 
-TEST(ParseCommandLine, HelpNeedsNoCommand) {
-  CommandLine line;
-  std::string error;
-  ASSERT_TRUE(parse({"--help"}, &line, &error));
+TEST_F(ParseCommandLine, HelpNeedsNoCommand) {
+  ASSERT_TRUE(parse({"--help"}));
   EXPECT_TRUE(line.options.help);
-  ASSERT_TRUE(parse({"-h"}, &line, &error));
+  ASSERT_TRUE(parse({"-h"}));
   EXPECT_TRUE(line.options.help);
   // After a command -h is the command's own: sizes for people.
-  ASSERT_TRUE(parse({"ls", "-h", "-fs", "hdfs://nn:8020", "/"}, &line, &error));
+  ASSERT_TRUE(parse({"ls", "-h", "-fs", "hdfs://nn:8020", "/"}));
   EXPECT_FALSE(line.options.help);
   EXPECT_TRUE(hasFlag(line, "-h"));
   // -fs is Hadoop's name for the default file system.
@@ -68,7 +61,7 @@ TEST(ParseCommandLine, HelpNeedsNoCommand) {
   EXPECT_EQ("hdfs://nn:8020", line.options.defines[0].second);
 }
 
-TEST(ParseCommandLine, Rejections) {
+TEST_F(ParseCommandLine, Rejections) {
   struct Case {
     std::vector<std::string> argv;
     const char* errorPart;
@@ -85,9 +78,9 @@ TEST(ParseCommandLine, Rejections) {
       {{"mv", "-f", "a", "b"}, "mv: unknown option '-f'"},
   };
   for (const auto& c : cases) {
-    CommandLine line;
-    std::string error;
-    EXPECT_FALSE(parse(c.argv, &line, &error)) << c.errorPart;
+    line = CommandLine();
+    error.clear();
+    EXPECT_FALSE(parse(c.argv)) << c.errorPart;
     EXPECT_NE(std::string::npos, error.find(c.errorPart)) << error;
   }
 }

@@ -10,12 +10,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <sstream>
 
 #include "child_process.h"
+#include "end_to_end.h"
 #include "zob_credentials.h"
 
 namespace zohtool {
@@ -27,29 +27,13 @@ using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-std::string readLocal(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeLocal(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary) << content;
-}
+using e2e::patternBytes;
+using e2e::readLocal;
+using e2e::writeLocal;
 
 bool localExists(const std::string& path) {
   struct stat info {};
   return ::stat(path.c_str(), &info) == 0;
-}
-
-// Bytes with zeros and every other value, so that text handling would show.
-std::string binaryContent(size_t size) {
-  std::string data(size, '\0');
-  uint32_t state = 12345;
-  for (auto& c : data) {
-    state = state * 1103515245u + 12345u;
-    c = static_cast<char>(state >> 23);
-  }
-  return data;
 }
 
 // Column n (1-based, as awk's $n) of every line.
@@ -67,61 +51,51 @@ std::vector<std::string> column(const std::string& text, size_t n) {
 
 class FsTool : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/zohadoop-fs-test-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(pattern));
-    dir_ = pattern;
-  }
-  void TearDown() override {
-    const std::string command = "rm -rf '" + dir_ + "'";
-    ASSERT_EQ(0, std::system(command.c_str()));
-  }
+  void SetUp() override { ASSERT_FALSE(dir_.empty()); }
 
-  ChildOptions options(std::vector<std::pair<std::string, std::string>> env = {}) const {
+  using Env = std::vector<std::pair<std::string, std::string>>;
+
+  ChildOptions options(Env env = {}) const {
     ChildOptions o;
     o.cwd = dir_;
     o.env = std::move(env);
     o.unset = {"ZO_LOG_LEVEL", "ZO_LOG_FILE"};
     return o;
   }
-  ChildResult fs(std::vector<std::string> args, const std::string& input = "",
-                 std::vector<std::pair<std::string, std::string>> env = {}) {
+  ChildResult fs(std::vector<std::string> args, const std::string& input = "", Env env = {}) {
     ChildOptions o = options(std::move(env));
     o.input = input;
     return runChild(ZOH_FS_TOOL, args, o);
   }
-  // Expects exit status 1 and returns standard error.
-  std::string fails(std::vector<std::string> args) {
-    const ChildResult r = fs(args);
-    EXPECT_EQ(1, r.status) << args[0] << ": " << r.err;
+  // Expects a quiet success and returns standard output.
+  std::string succeeds(std::vector<std::string> args, const std::string& input = "",
+                       Env env = {}) {
+    const ChildResult r = fs(args, input, std::move(env));
+    EXPECT_EQ(0, r.status) << args[0] << ": " << r.err;
+    EXPECT_EQ("", r.err) << args[0];
+    return r.out;
+  }
+  // Expects exit status `status` and returns standard error.
+  std::string fails(std::vector<std::string> args, int status = 1, Env env = {}) {
+    const ChildResult r = fs(args, "", std::move(env));
+    EXPECT_EQ(status, r.status) << args[0] << ": " << r.err;
     return r.err;
   }
 
   std::string path(const std::string& relative) const { return dir_ + "/" + relative; }
   std::string uri(const std::string& relative) const { return "file://" + path(relative); }
 
-  std::string dir_;
+  const e2e::ScratchDir scratch_{"/tmp/zohadoop-fs-test-XXXXXX"};
+  const std::string dir_ = scratch_.path();
 };
 
-// A run that must succeed quietly.
-#define EXPECT_OK(result)                                 \
-  do {                                                    \
-    const ChildResult& r_ = (result);                     \
-    EXPECT_EQ(0, r_.status) << "stderr: " << r_.err;      \
-    EXPECT_EQ("", r_.err);                                \
-  } while (0)
-
 TEST_F(FsTool, UsageAndTest) {
-  const ChildResult help = fs({"--help"});
-  EXPECT_OK(help);
-  EXPECT_THAT(help.out, StartsWith("Usage: zohadoop-fs [generic options] <command>"));
+  EXPECT_THAT(succeeds({"--help"}), StartsWith("Usage: zohadoop-fs [generic options] <command>"));
   const ChildResult none = fs({});
   EXPECT_EQ(2, none.status);
   EXPECT_EQ("", none.out);
   EXPECT_THAT(none.err, HasSubstr("no command given"));
-  const ChildResult missingOperand = fs({"mv", "only-one"});
-  EXPECT_EQ(2, missingOperand.status);
-  EXPECT_THAT(missingOperand.err, HasSubstr("Usage: zohadoop-fs mv src dst"));
+  EXPECT_THAT(fails({"mv", "only-one"}, 2), HasSubstr("Usage: zohadoop-fs mv src dst"));
 
   writeLocal(path("empty"), "");
   writeLocal(path("full"), "x");
@@ -138,24 +112,23 @@ TEST_F(FsTool, UsageAndTest) {
 }
 
 TEST_F(FsTool, CommandTextsOnPlainPathsAndUris) {
-  const std::string content = binaryContent(300 * 1024 + 17);
+  const std::string content = patternBytes(300 * 1024 + 17);
   writeLocal(path("local.bin"), content);
   writeLocal(path("other.bin"), "short");
   ASSERT_EQ(0, mkdir(path("d").c_str(), 0755));
-  EXPECT_OK(fs({"put", "local.bin", path("d/data.bin")}));
+  succeeds({"put", "local.bin", path("d/data.bin")});
   EXPECT_EQ("put: `" + path("d/data.bin") + "': File exists\n",
             fails({"put", "local.bin", path("d/data.bin")}));
-  EXPECT_OK(fs({"put", "-f", "other.bin", path("d/data.bin")}));
+  succeeds({"put", "-f", "other.bin", path("d/data.bin")});
   EXPECT_EQ("short", readLocal(path("d/data.bin")));
-  EXPECT_OK(fs({"put", "-f", "local.bin", path("d/data.bin")}));
+  succeeds({"put", "-f", "local.bin", path("d/data.bin")});
 
-  const ChildResult ls = fs({"ls", "d"});
-  EXPECT_OK(ls);
+  const std::string ls = succeeds({"ls", "d"});
   const std::string date = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}";
   EXPECT_TRUE(std::regex_match(
-      ls.out, std::regex("Found 1 items\n-[-?rwx]{9}   - - - " + std::to_string(content.size()) +
+      ls, std::regex("Found 1 items\n-[-?rwx]{9}   - - - " + std::to_string(content.size()) +
                          " " + date + " d/data.bin\n")))
-      << ls.out;
+      << ls;
   // %Y is the file's own modification time in milliseconds.
   struct stat info {};
   ASSERT_EQ(0, ::stat(path("d/data.bin").c_str(), &info));
@@ -164,11 +137,11 @@ TEST_F(FsTool, CommandTextsOnPlainPathsAndUris) {
             fs({"stat", "%Y|%n|%F", path("d/data.bin")}).out);
   EXPECT_THAT(fs({"stat", path("d/data.bin")}).out, MatchesRegex(date + ":[0-9]{2}\n"));
 
-  EXPECT_OK(fs({"get", path("d/data.bin"), "back.bin"}));
+  succeeds({"get", path("d/data.bin"), "back.bin"});
   EXPECT_THAT(fails({"get", path("d/data.bin"), "back.bin"}), HasSubstr("`back.bin': File exists"));
   // Into a directory: under the source's name.
   ASSERT_EQ(0, mkdir(path("into").c_str(), 0755));
-  EXPECT_OK(fs({"get", path("d/data.bin"), "into"}));
+  succeeds({"get", path("d/data.bin"), "into"});
   EXPECT_EQ(content, readLocal(path("into/data.bin")));
   EXPECT_EQ("copyFromLocal: `" + path("typo/x.bin") + "': No such file or directory\n",
             fails({"copyFromLocal", path("other.bin"), path("typo/x.bin")}));
@@ -177,7 +150,7 @@ TEST_F(FsTool, CommandTextsOnPlainPathsAndUris) {
             fails({"cat", path("absent.txt")}));
 
   // Items of a URI reach the stream; a name that needs escaping is typed plainly.
-  EXPECT_OK(fs({"put", "-", uri("in.txt?buffer-size=7")}, "line one\nline two\n"));
+  succeeds({"put", "-", uri("in.txt?buffer-size=7")}, "line one\nline two\n");
   EXPECT_EQ("line one\nline two\n", fs({"-cat", uri("in.txt") + "?buffer-size=3"}).out);
   EXPECT_THAT(fs({"ls", uri("")}).out, HasSubstr(" " + uri("in.txt") + "\n"));
   writeLocal(path("with space#1.txt"), "x");
@@ -187,22 +160,18 @@ TEST_F(FsTool, CommandTextsOnPlainPathsAndUris) {
             fails({"mkdir", path("a/b")}));
   EXPECT_FALSE(localExists(path("a")));
   EXPECT_THAT(fails({"mkdir", path("d")}), HasSubstr("File exists"));
-  EXPECT_OK(fs({"mkdir", "-p", path("d")}));
+  succeeds({"mkdir", "-p", path("d")});
   // mv onto a directory goes into it, onto a file it refuses.
-  EXPECT_OK(fs({"mv", path("other.bin"), path("into")}));
+  succeeds({"mv", path("other.bin"), path("into")});
   EXPECT_EQ("short", readLocal(path("into/other.bin")));
   EXPECT_THAT(fails({"mv", path("local.bin"), path("into/other.bin")}),
               HasSubstr("`" + path("into/other.bin") + "': File exists"));
   EXPECT_THAT(fails({"mv", path("nothing"), path("into")}), HasSubstr("No such file or directory"));
 
   EXPECT_EQ("rm: `" + path("into") + "': Is a directory\n", fails({"rm", path("into")}));
-  const ChildResult file = fs({"rm", path("into/other.bin")});
-  EXPECT_OK(file);
-  EXPECT_EQ("Deleted " + path("into/other.bin") + "\n", file.out);
+  EXPECT_EQ("Deleted " + path("into/other.bin") + "\n", succeeds({"rm", path("into/other.bin")}));
   EXPECT_THAT(fails({"rm", path("into/other.bin")}), HasSubstr("No such file or directory"));
-  const ChildResult forced = fs({"rm", "-f", path("into/other.bin")});
-  EXPECT_OK(forced);
-  EXPECT_EQ("", forced.out);
+  EXPECT_EQ("", succeeds({"rm", "-f", path("into/other.bin")}));
 }
 
 // A transfer either completes under its final name or leaves nothing there:
@@ -226,7 +195,7 @@ TEST_F(FsTool, TransfersNeverLoseTheDestinationOrTheirSource) {
                                ZOH_FS_TOOL});
     return runChild("/bin/sh", args, options());
   };
-  writeLocal(path("big.bin"), binaryContent(1 << 20));
+  writeLocal(path("big.bin"), patternBytes(1 << 20));
   EXPECT_EQ(1, limited({"put", "-f", "big.bin", path("a.txt")}).status);
   EXPECT_EQ(1, limited({"put", "big.bin", path("new.bin")}).status);
   EXPECT_EQ(1, limited({"get", uri("big.bin"), path("got.bin")}).status);
@@ -249,15 +218,14 @@ TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
   ASSERT_EQ(0, mkdir(path("d").c_str(), 0755));
   ASSERT_EQ(0, mkdir(path("d/sub").c_str(), 0755));
   writeLocal(path("d/a.txt"), "abc");
-  writeLocal(path("d/b.bin"), binaryContent(5000));
+  writeLocal(path("d/b.bin"), patternBytes(5000));
   writeLocal(path("d/sub/c"), "z");
   const timespec newest[2] = {{0, UTIME_OMIT}, {2000000000, 0}};
   ASSERT_EQ(0, utimensat(AT_FDCWD, path("d/a.txt").c_str(), newest, 0));
 
   using Names = std::vector<std::string>;
-  const ChildResult recursive = fs({"ls", "-R", "d"});
-  EXPECT_OK(recursive);
-  EXPECT_EQ((Names{"d/a.txt", "d/b.bin", "d/sub", "d/sub/c"}), column(recursive.out, 8));
+  EXPECT_EQ((Names{"d/a.txt", "d/b.bin", "d/sub", "d/sub/c"}),
+            column(succeeds({"ls", "-R", "d"}), 8));
   EXPECT_EQ((Names{"", "d/sub", "d/a.txt", "d/b.bin"}), column(fs({"ls", "-S", "-r", "d"}).out, 8));
   EXPECT_EQ("d/a.txt", column(fs({"ls", "-t", "d"}).out, 8).at(1));
   EXPECT_THAT(fs({"ls", "-h", "d"}).out, HasSubstr(" 4.9 K "));
@@ -276,32 +244,32 @@ TEST_F(FsTool, HadoopShellCommandsAndListingOptions) {
   EXPECT_EQ((Names{"CONTENT_SIZE", "5004"}), column(count, 3));
   EXPECT_EQ((Names{"PATHNAME", "d"}), column(count, 4));
 
-  EXPECT_OK(fs({"cp", "d/a.txt", "d/copy.txt"}));
-  EXPECT_OK(fs({"cp", "d/sub", "sub2"}));
+  succeeds({"cp", "d/a.txt", "d/copy.txt"});
+  succeeds({"cp", "d/sub", "sub2"});
   EXPECT_EQ("z", readLocal(path("sub2/c")));
   EXPECT_THAT(fs({"cp", "d", "d/sub"}).err, HasSubstr("`d' cannot be copied onto or into itself"));
-  EXPECT_OK(fs({"appendToFile", "-", "d/copy.txt"}, "def"));
+  succeeds({"appendToFile", "-", "d/copy.txt"}, "def");
   EXPECT_EQ("abcdef", readLocal(path("d/copy.txt")));
-  EXPECT_OK(fs({"getmerge", "-nl", "d/sub", "merged"}));
+  succeeds({"getmerge", "-nl", "d/sub", "merged"});
   EXPECT_EQ("z\n", readLocal(path("merged")));
-  const std::string numbers = binaryContent(3000);
+  const std::string numbers = patternBytes(3000);
   writeLocal(path("n"), numbers);
   EXPECT_EQ(numbers.substr(0, 1024), fs({"head", "n"}).out);
   EXPECT_EQ(numbers.substr(3000 - 1024), fs({"tail", "file:" + path("n")}).out);
 
-  EXPECT_OK(fs({"touchz", "d/empty"}));
+  succeeds({"touchz", "d/empty"});
   EXPECT_EQ("", readLocal(path("d/empty")));
   EXPECT_THAT(fs({"touchz", "d/a.txt"}).err, HasSubstr("`d/a.txt': Not a zero-length file"));
   EXPECT_THAT(fs({"rmdir", "d/sub"}).err, HasSubstr("`d/sub': Directory is not empty"));
   ASSERT_EQ(0, mkdir(path("d/gone").c_str(), 0755));
-  EXPECT_OK(fs({"rmdir", "d/gone"}));
+  succeeds({"rmdir", "d/gone"});
   EXPECT_FALSE(localExists(path("d/gone")));
   EXPECT_EQ(0, fs({"rm", "-skipTrash", "d/empty"}).status);
 
   // Directories both ways, under the temporary name until complete.
-  EXPECT_OK(fs({"put", "d", uri("up")}));
+  succeeds({"put", "d", uri("up")});
   EXPECT_EQ("z", readLocal(path("up/sub/c")));
-  EXPECT_OK(fs({"get", uri("up"), "down"}));
+  succeeds({"get", uri("up"), "down"});
   EXPECT_EQ("abc", readLocal(path("down/a.txt")));
   EXPECT_FALSE(localExists(path("down._COPYING_")));
   EXPECT_EQ("- - -\n", fs({"stat", "%x %X %g", "d/a.txt"}).out);
@@ -344,13 +312,11 @@ TEST_F(FsTool, ErrorsAPersonCanActOn) {
 
   // A credential name the store does not hold is named; one it holds is used.
   writeLocal(path("store"), "known\talice\t" + zobSubjectEncodePW("secret").str() + "\n");
-  const std::vector<std::pair<std::string, std::string>> store = {
+  const Env store = {
       {"ZOB_CREDENTIAL_STORE", path("store")}};
-  const ChildResult unknown = fs({"ls", path("?credential=nosuch")}, "", store);
-  EXPECT_EQ(1, unknown.status);
   EXPECT_EQ("ls: `" + path("") + "': no credential 'nosuch' in the credential store " +
                 path("store") + "\n",
-            unknown.err);
+            fails({"ls", path("?credential=nosuch")}, 1, store));
   EXPECT_EQ(0, fs({"ls", path("?credential=known")}, "", store).status);
   EXPECT_THAT(fails({"ls", path("?credential=known")}),
               HasSubstr("the credential 'known' cannot be looked up"));
@@ -364,20 +330,15 @@ TEST_F(FsTool, ConfigurationUserAndLogLinesReachTheJavaSide) {
              "<value>hdfs://from-conf.invalid:8020</value></property></configuration>");
   EXPECT_THAT(fails({"-conf", "site.xml", "stat", "/"}), HasSubstr("hdfs://from-conf.invalid:8020"));
   writeLocal(path("broken.xml"), "<configuration><property>");
-  const ChildResult badConf = fs({"-conf", "broken.xml", "test", "-e", "/"});
-  EXPECT_EQ(2, badConf.status);
-  EXPECT_THAT(badConf.err, HasSubstr(path("broken.xml")));
-  const ChildResult noConf = fs({"-conf", "absent.xml", "ls", "/"});
-  EXPECT_EQ(2, noConf.status);
-  EXPECT_THAT(noConf.err, HasSubstr("-conf: cannot read 'absent.xml'"));
+  EXPECT_THAT(fails({"-conf", "broken.xml", "test", "-e", "/"}, 2), HasSubstr(path("broken.xml")));
+  EXPECT_THAT(fails({"-conf", "absent.xml", "ls", "/"}, 2),
+              HasSubstr("-conf: cannot read 'absent.xml'"));
 
   writeLocal(path("f"), "abc");
-  const ChildResult userUri = fs({"-user", "bob", "cat", uri("f")});
-  EXPECT_OK(userUri);
-  EXPECT_EQ("abc", userUri.out);
-  EXPECT_OK(fs({"-user", "bob", "test", "-f", path("f")}));
+  EXPECT_EQ("abc", succeeds({"-user", "bob", "cat", uri("f")}));
+  succeeds({"-user", "bob", "test", "-f", path("f")});
 
-  EXPECT_OK(fs({"test", "-e", "/"}));
+  succeeds({"test", "-e", "/"});
   const ChildResult verbose = fs({"-v", "test", "-e", "/"});
   EXPECT_EQ(0, verbose.status);
   EXPECT_THAT(verbose.err, HasSubstr("INFO  ZO.Hadoop.HDFS"));
@@ -385,9 +346,9 @@ TEST_F(FsTool, ConfigurationUserAndLogLinesReachTheJavaSide) {
 }
 
 TEST_F(FsTool, ProgressBarOnATerminalOnly) {
-  writeLocal(path("big.bin"), binaryContent(8 << 20));
-  const std::vector<std::pair<std::string, std::string>> soon = {{"ZOH_PROGRESS_DELAY_MS", "0"}};
-  EXPECT_OK(fs({"put", "big.bin", path("copy1.bin")}, "", soon));
+  writeLocal(path("big.bin"), patternBytes(8 << 20));
+  const Env soon = {{"ZOH_PROGRESS_DELAY_MS", "0"}};
+  succeeds({"put", "big.bin", path("copy1.bin")}, "", soon);
 
   ChildOptions terminal = options(soon);
   terminal.unset = {"ZO_LOG_LEVEL"};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace zohtool {
 namespace {
@@ -46,21 +47,17 @@ TEST(RenderProgressLine, EdgeAmounts) {
 // Captures what a bar writes.
 class Captured {
  public:
-  Captured() : file_(std::tmpfile()) {}
-  ~Captured() { std::fclose(file_); }
-  std::FILE* get() { return file_; }
-  std::string text() {
-    std::fflush(file_);
-    std::rewind(file_);
-    std::string out;
-    char buffer[512];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, file_)) > 0) out.append(buffer, n);
-    return out;
+  ~Captured() {
+    std::fclose(file_);
+    std::free(data_);
   }
+  std::FILE* get() { return file_; }
+  std::string text() { return std::fflush(file_) == 0 ? std::string(data_, size_) : ""; }
 
  private:
-  std::FILE* file_;
+  char* data_ = nullptr;
+  size_t size_ = 0;
+  std::FILE* file_ = open_memstream(&data_, &size_);
 };
 
 TEST(ProgressBar, DisabledOrShortTransfersWriteNothing) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 namespace contract {
 
 // ---- Callback records ----------------------------------------------------------
@@ -29,6 +28,7 @@ std::vector<std::string> OptionAnswers::asked() const {
 int OptionAnswers::answer(ZoJniOptionRecord* record, const char* name, void*,
                           char** value, int* length) {
   auto* self = static_cast<OptionAnswers*>(record->instance);
+  if (self->hook_) self->hook_();
   std::lock_guard<std::mutex> lock(self->mutex_);
   const std::string asked = name ? name : "";
   self->asked_.push_back(asked);
@@ -85,10 +85,26 @@ PollScript::PollScript(int stopAt) : stopAt_(stopAt) {
 int PollScript::poll(ZoJniPollRecord* record, int64_t done, int64_t total,
                      const char* phase) {
   auto* self = static_cast<PollScript*>(record->instance);
-  PollSeen seen{done, total, std::nullopt};
-  if (phase) seen.phase = std::string(phase);
-  self->seen_.push_back(seen);
+  self->seen_.push_back(std::to_string(done) + "/" + std::to_string(total) + " " +
+                        (phase ? phase : "(null)"));
   return self->stopAt_ > 0 && static_cast<int>(self->seen_.size()) >= self->stopAt_ ? 0 : 1;
+}
+
+int Creation::create(const char* className, const char* jar) {
+  zojniProxy* made = nullptr;
+  const int status = zojniProxyCreate(jar, kProxyName, className, options.record(),
+                                      messages.record(), &made);
+  proxy.reset(made);
+  return status;
+}
+
+int call(zojniProxy* proxy, const char* method, const std::string& signature,
+         WireRecords& inputs, ResponseOwner* response, ZoJniPollRecord* poll) {
+  zowlpResponse* raw = nullptr;
+  const int status = zojniProxyCall(proxy, poll, kProxyName, method, signature.c_str(),
+                                    inputs.count(), inputs.data(), &raw);
+  response->reset(raw);
+  return status;
 }
 
 // ---- Outputs -------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "contract_suite.h"
 #include "scripted_value.h"
 #include "zob_string.h"
 #include "zojni.h"
@@ -38,6 +40,8 @@ class OptionAnswers {
   OptionAnswers& operator=(const OptionAnswers&) = delete;
 
   void set(const std::string& name, const std::string& value);
+  // Runs first on every question, on the creating thread.
+  void onAsk(std::function<void()> hook) { hook_ = std::move(hook); }
   ZoJniOptionRecord* record() { return &record_; }
   std::vector<std::string> asked() const;
   bool directoryGiven() const { return record_.directoryGiven != 0; }
@@ -53,6 +57,7 @@ class OptionAnswers {
   mutable std::mutex mutex_;
   std::vector<std::string> asked_;
   std::string buffer_;  // the text of the last answer, kept for the bridge to copy
+  std::function<void()> hook_;
 };
 
 class MessageLog {
@@ -74,27 +79,37 @@ class MessageLog {
   std::vector<std::pair<int, std::string>> messages_;
 };
 
-struct PollSeen {
-  int64_t done;
-  int64_t total;
-  std::optional<std::string> phase;
-};
-
 // A poll record whose callback answers 1 until `stopAt` polls were seen (the
 // stopAt-th poll is answered 0); stopAt 0 never stops.
 class PollScript {
  public:
   explicit PollScript(int stopAt = 0);
   ZoJniPollRecord* record() { return &record_; }
-  std::vector<PollSeen> seen() const { return seen_; }
+  // "done/total phase" for each poll seen ("(null)" for no phase).
+  std::vector<std::string> seen() const { return seen_; }
 
  private:
   static int poll(ZoJniPollRecord* record, int64_t done, int64_t total, const char* phase);
 
   ZoJniPollRecord record_{};
   int stopAt_;
-  std::vector<PollSeen> seen_;
+  std::vector<std::string> seen_;
 };
+
+// One creation of the contract proxy, with callbacks of its own.
+struct Creation {
+  explicit Creation(const std::string& directory = kDirectory) : options(kProxyName, directory) {}
+  // The creation's status; what it made, if anything, is `proxy`'s.
+  int create(const char* className = kClass, const char* jar = kJar);
+
+  OptionAnswers options;
+  MessageLog messages;
+  ProxyOwner proxy;
+};
+
+// Calls `method` on `proxy`; the response, if any, is `response`'s.
+int call(zojniProxy* proxy, const char* method, const std::string& signature,
+         WireRecords& inputs, ResponseOwner* response, ZoJniPollRecord* poll = nullptr);
 
 // Every output of a response, row sets read with zowlpRowSet_nextRow. An
 // output no bridge may give (one that copyRecord refuses) is a test failure.

@@ -16,8 +16,6 @@
 
 namespace {
 
-using contract::MessageLog;
-using contract::OptionAnswers;
 using contract::PollScript;
 using contract::ProxyOwner;
 using contract::ResponseOwner;
@@ -36,85 +34,32 @@ bool inOrder(const std::vector<std::string>& all, const std::vector<std::string>
   return next == wanted.size();
 }
 
-// Records the order in which the option callbacks of several creations run.
-// The first callback of each creation waits a moment for the others, so that
-// creations a bridge lets overlap do overlap.
-struct CreationOrder {
-  std::mutex mutex;
-  std::condition_variable arrived;
-  int creations = 0;
-  int started = 0;
-  std::vector<int> order;
-};
-
-// An option record that logs into a CreationOrder and then answers as the
-// suite's OptionAnswers does. The record comes first, so the bridge's pointer
-// to it leads back here.
-struct OrderedOptions {
-  ZoJniOptionRecord record;
-  ZoJniOptionCallback answer;
-  CreationOrder* log;
-  int id;
-  bool first = true;
-
-  OrderedOptions(OptionAnswers* answers, CreationOrder* order, int creation)
-      : record(*answers->record()), answer(record.callback), log(order), id(creation) {
-    record.callback = &OrderedOptions::callback;
-  }
-  static int callback(ZoJniOptionRecord* record, const char* name, void* context,
-                      char** value, int* length) {
-    auto* self = reinterpret_cast<OrderedOptions*>(record);
-    {
-      std::unique_lock<std::mutex> lock(self->log->mutex);
-      self->log->order.push_back(self->id);
-      if (self->first) {
-        self->first = false;
-        ++self->log->started;
-        self->log->arrived.notify_all();
-        self->log->arrived.wait_for(lock, std::chrono::milliseconds(300), [self] {
-          return self->log->started == self->log->creations;
-        });
-      }
-    }
-    return self->answer(record, name, context, value, length);
-  }
-};
-
 class BridgeContract : public ::testing::Test {
  protected:
   void SetUp() override {
     bridge_ = makeContractBridge();
     bridge_->setUp();
-    options_ = std::make_unique<OptionAnswers>(contract::kProxyName, contract::kDirectory);
   }
 
-  void TearDown() override { proxy_.reset(); }
-
-  int create(zojniProxy** out, const char* className = contract::kClass) {
-    return zojniProxyCreate(contract::kJar, contract::kProxyName, className,
-                            options_->record(), messages_.record(), out);
+  // A creation with the test's callbacks that leaves the outcome to the test.
+  int createRaw(zojniProxy** out, const char* jar = contract::kJar,
+                const char* className = contract::kClass) {
+    return zojniProxyCreate(jar, contract::kProxyName, className, creation_.options.record(),
+                            creation_.messages.record(), out);
   }
 
   // The test's contract proxy, created on first use.
   zojniProxy* proxy() {
-    if (!proxy_) {
-      zojniProxy* made = nullptr;
-      const int status = create(&made);
-      EXPECT_EQ(status, ZOJNI_OK) << "creating the contract proxy";
-      proxy_.reset(made);
+    if (!creation_.proxy) {
+      EXPECT_EQ(creation_.create(), ZOJNI_OK) << "creating the contract proxy";
     }
-    return proxy_.get();
+    return creation_.proxy.get();
   }
 
   int call(const char* method, const std::string& signature, WireRecords& inputs,
            ResponseOwner* response, ZoJniPollRecord* poll = nullptr,
            zojniProxy* through = nullptr) {
-    zowlpResponse* raw = nullptr;
-    const int status = zojniProxyCall(through ? through : proxy(), poll,
-                                      contract::kProxyName, method, signature.c_str(),
-                                      inputs.count(), inputs.data(), &raw);
-    response->reset(raw);
-    return status;
+    return contract::call(through ? through : proxy(), method, signature, inputs, response, poll);
   }
 
   // Calls with these inputs; the outputs, or nothing when the call failed.
@@ -137,67 +82,51 @@ class BridgeContract : public ::testing::Test {
   }
 
   std::unique_ptr<ContractBridge> bridge_;
-  std::unique_ptr<OptionAnswers> options_;
-  MessageLog messages_;
-  ProxyOwner proxy_;
+  contract::Creation creation_;
 };
 
 // ---- Creation ------------------------------------------------------------------
 
 TEST_F(BridgeContract, CreationAsksOptionsAndPassesMessagesOn) {
-  options_->set(contract::kWarnOption, "careful");
-  zojniProxy* made = nullptr;
-  ASSERT_EQ(create(&made), ZOJNI_OK);
-  ProxyOwner owner(made);
-  ASSERT_NE(made, nullptr);
+  creation_.options.set(contract::kWarnOption, "careful");
+  ASSERT_EQ(creation_.create(), ZOJNI_OK);
+  ASSERT_NE(creation_.proxy, nullptr);
 
-  EXPECT_TRUE(inOrder(options_->asked(), {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION",
-                                         contract::kFailOption}))
-      << ::testing::PrintToString(options_->asked());
-  EXPECT_TRUE(options_->directoryGiven());
-  EXPECT_NE(messages_.text(0).find(contract::kReadyMessage), std::string::npos);
-  EXPECT_EQ(messages_.text(1), "careful\n");
-  EXPECT_EQ(messages_.text(2), "");
+  EXPECT_TRUE(inOrder(creation_.options.asked(),
+                      {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/HAS_GETVERSION", contract::kFailOption}))
+      << ::testing::PrintToString(creation_.options.asked());
+  EXPECT_TRUE(creation_.options.directoryGiven());
+  EXPECT_NE(creation_.messages.text(0).find(contract::kReadyMessage), std::string::npos);
+  EXPECT_EQ(creation_.messages.text(1), "careful\n");
+  EXPECT_EQ(creation_.messages.text(2), "");
 }
 
 TEST_F(BridgeContract, CreationFailuresSayWhy) {
-  options_->set(contract::kFailOption, "disk \xc3\xbc on fire");
+  creation_.options.set(contract::kFailOption, "disk \xc3\xbc on fire");
   zojniProxy* made = reinterpret_cast<zojniProxy*>(0x1);
-  EXPECT_NE(create(&made), ZOJNI_OK);
+  EXPECT_NE(createRaw(&made), ZOJNI_OK);
   EXPECT_EQ(made, nullptr);
-  EXPECT_NE(messages_.text(2).find("disk \xc3\xbc on fire"), std::string::npos);
-  EXPECT_EQ(messages_.text(0).find(contract::kReadyMessage), std::string::npos);
+  EXPECT_NE(creation_.messages.text(2).find("disk \xc3\xbc on fire"), std::string::npos);
+  EXPECT_EQ(creation_.messages.text(0).find(contract::kReadyMessage), std::string::npos);
 
-  MessageLog unknownClass;
-  made = nullptr;
-  EXPECT_NE(zojniProxyCreate(contract::kJar, contract::kProxyName,
-                             "com.zorvanta.proxy.test.NoSuchJPC", options_->record(),
-                             unknownClass.record(), &made),
-            ZOJNI_OK);
-  EXPECT_EQ(made, nullptr);
-  EXPECT_NE(unknownClass.text(2), "") << "the messages say why creation failed";
+  contract::Creation unknownClass;
+  EXPECT_NE(unknownClass.create("com.zorvanta.proxy.test.NoSuchJPC"), ZOJNI_OK);
+  EXPECT_EQ(unknownClass.proxy, nullptr);
+  EXPECT_NE(unknownClass.messages.text(2), "") << "the messages say why creation failed";
 }
 
 TEST_F(BridgeContract, CreationAndCallRefuseNullArguments) {
   zojniProxy* made = nullptr;
-  EXPECT_EQ(zojniProxyCreate(nullptr, contract::kProxyName, contract::kClass,
-                             options_->record(), messages_.record(), &made),
-            ZOJNI_ERR_ARGUMENT);
-  EXPECT_EQ(zojniProxyCreate(contract::kJar, contract::kProxyName, nullptr,
-                             options_->record(), messages_.record(), &made),
-            ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(createRaw(&made, nullptr), ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(createRaw(&made, contract::kJar, nullptr), ZOJNI_ERR_ARGUMENT);
   EXPECT_EQ(made, nullptr);
-  EXPECT_EQ(zojniProxyCreate(contract::kJar, contract::kProxyName, contract::kClass,
-                             options_->record(), messages_.record(), nullptr),
-            ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(createRaw(nullptr), ZOJNI_ERR_ARGUMENT);
   WireRecords inputs({V::ofInt(1)});
+  ResponseOwner owned;
+  EXPECT_EQ(contract::call(nullptr, "Echo", "\x06", inputs, &owned), ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(contract::call(proxy(), nullptr, "\x06", inputs, &owned), ZOJNI_ERR_ARGUMENT);
+  EXPECT_EQ(owned, nullptr);
   zowlpResponse* response = nullptr;
-  EXPECT_EQ(zojniProxyCall(nullptr, nullptr, contract::kProxyName, "Echo", "\x06",
-                           inputs.count(), inputs.data(), &response),
-            ZOJNI_ERR_ARGUMENT);
-  EXPECT_EQ(zojniProxyCall(proxy(), nullptr, contract::kProxyName, nullptr, "\x06",
-                           inputs.count(), inputs.data(), &response),
-            ZOJNI_ERR_ARGUMENT);
   EXPECT_EQ(zojniProxyCall(proxy(), nullptr, contract::kProxyName, "Echo", "\x06", 1, nullptr,
                            &response),
             ZOJNI_ERR_ARGUMENT);
@@ -206,16 +135,15 @@ TEST_F(BridgeContract, CreationAndCallRefuseNullArguments) {
 
 TEST_F(BridgeContract, DerivedProxyAnswersAndEitherCanBeDestroyedFirst) {
   zojniProxy* derived = nullptr;
-  MessageLog derivedMessages;
-  OptionAnswers derivedOptions(contract::kProxyName, contract::kDirectory);
+  contract::Creation callbacks;
   ASSERT_EQ(zojniProxyCreateFromProxy(proxy(), contract::kJar, contract::kProxyName,
-                                      contract::kClass, derivedOptions.record(),
-                                      derivedMessages.record(), &derived),
+                                      contract::kClass, callbacks.options.record(),
+                                      callbacks.messages.record(), &derived),
             ZOJNI_OK);
   ProxyOwner derivedOwner(derived);
   ASSERT_NE(derived, nullptr);
   EXPECT_NE(derived, proxy());
-  EXPECT_TRUE(inOrder(derivedOptions.asked(), {"JAVA_PROXY/DIRECTORY"}));
+  EXPECT_TRUE(inOrder(callbacks.options.asked(), {"JAVA_PROXY/DIRECTORY"}));
   EXPECT_THAT(echo({V::ofString("through the derived proxy")}, derived),
               ElementsAre(V::ofString("through the derived proxy")));
 
@@ -361,13 +289,8 @@ TEST_F(BridgeContract, PollCallsBackOnTheCallingThreadUntilToldToStop) {
   PollScript poll;
   EXPECT_THAT(outputsOf("Poll", "\x06\x02", {V::ofInt(4)}, poll.record()),
               ElementsAre(V::ofInt(4), V::ofBool(false)));
-  const std::vector<contract::PollSeen> seen = poll.seen();
-  ASSERT_EQ(seen.size(), 4u);
-  for (std::size_t i = 0; i < seen.size(); ++i) {
-    EXPECT_EQ(seen[i].done, static_cast<int64_t>(i + 1));
-    EXPECT_EQ(seen[i].total, 4);
-    EXPECT_EQ(seen[i].phase, std::optional<std::string>(contract::kPollPhase));
-  }
+  EXPECT_THAT(poll.seen(),
+              ElementsAre("1/4 contract", "2/4 contract", "3/4 contract", "4/4 contract"));
   PollScript stopping(3);
   EXPECT_THAT(outputsOf("Poll", "\x06\x02", {V::ofInt(10)}, stopping.record()),
               ElementsAre(V::ofInt(3), V::ofBool(true)));
@@ -411,11 +334,8 @@ TEST_F(BridgeContract, CallsFromSeveralThreadsOnOneProxy) {
       for (int i = 0; i < kCalls; ++i) {
         WireRecords inputs({V::ofString("thread " + std::to_string(t) + " call " + std::to_string(i)),
                             V::ofInt(t * 1000 + i)});
-        zowlpResponse* raw = nullptr;
-        const int status = zojniProxyCall(shared, nullptr, contract::kProxyName, "Echo",
-                                          inputs.signature().c_str(), inputs.count(),
-                                          inputs.data(), &raw);
-        ResponseOwner response(raw);
+        ResponseOwner response;
+        const int status = contract::call(shared, "Echo", inputs.signature(), inputs, &response);
         // Compared by hand: GoogleTest's assertions are not for other threads.
         int count = 0;
         zowlpParameter* records = nullptr;
@@ -434,33 +354,39 @@ TEST_F(BridgeContract, CallsFromSeveralThreadsOnOneProxy) {
 }
 
 // A caller may answer the options of all its creations from one buffer (the
-// library does), so a bridge runs one creation at a time per process.
+// library does), so a bridge runs one creation at a time per process. Each
+// creation's first question waits a moment for the others to start, so that
+// creations a bridge lets overlap do overlap.
 TEST_F(BridgeContract, CreationsFromSeveralThreadsNeverInterleaveTheirOptions) {
   constexpr int kCreations = 2;
-  CreationOrder log;
-  log.creations = kCreations;
-  std::vector<std::unique_ptr<OptionAnswers>> answers;
-  std::vector<std::unique_ptr<OrderedOptions>> records;
+  std::mutex mutex;
+  std::condition_variable arrived;
+  int started = 0;
+  std::vector<int> order;
+  std::vector<std::unique_ptr<contract::Creation>> creations;
   for (int i = 0; i < kCreations; ++i) {
-    answers.push_back(std::make_unique<OptionAnswers>(contract::kProxyName, contract::kDirectory));
-    records.push_back(std::make_unique<OrderedOptions>(answers.back().get(), &log, i));
+    creations.push_back(std::make_unique<contract::Creation>());
+    creations.back()->options.onAsk([&, i, first = true]() mutable {
+      std::unique_lock<std::mutex> lock(mutex);
+      order.push_back(i);
+      if (std::exchange(first, false)) {
+        ++started;
+        arrived.notify_all();
+        arrived.wait_for(lock, std::chrono::milliseconds(300),
+                         [&] { return started == kCreations; });
+      }
+    });
   }
-  std::vector<ProxyOwner> made(kCreations);
   std::vector<int> status(kCreations, -1);
   std::vector<std::thread> threads;
   for (int i = 0; i < kCreations; ++i) {
-    threads.emplace_back([&, i] {
-      zojniProxy* proxy = nullptr;
-      status[i] = zojniProxyCreate(contract::kJar, contract::kProxyName, contract::kClass,
-                                   &records[i]->record, messages_.record(), &proxy);
-      made[i].reset(proxy);
-    });
+    threads.emplace_back([&, i] { status[i] = creations[i]->create(); });
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_THAT(status, ::testing::Each(ZOJNI_OK));
   int switches = 0;
-  for (size_t i = 1; i < log.order.size(); ++i) switches += log.order[i] != log.order[i - 1];
-  EXPECT_EQ(switches, kCreations - 1) << ::testing::PrintToString(log.order);
+  for (size_t i = 1; i < order.size(); ++i) switches += order[i] != order[i - 1];
+  EXPECT_EQ(switches, kCreations - 1) << ::testing::PrintToString(order);
 }
 
 }  // namespace

@@ -14,18 +14,23 @@
 
 namespace clustertest {
 
-// The key=value lines of the ready file named by the environment variable
-// `variable`; empty when it names none.
-inline std::map<std::string, std::string> readyKeys(const char* variable) {
+// The key=value lines of a file.
+inline std::map<std::string, std::string> keyValues(const std::string& path) {
   std::map<std::string, std::string> keys;
-  const char* ready = std::getenv(variable);
-  if (ready == nullptr || *ready == '\0') return keys;
-  std::ifstream in(ready);
+  std::ifstream in(path);
   for (std::string line; std::getline(in, line);) {
     const auto eq = line.find('=');
     if (eq != std::string::npos) keys[line.substr(0, eq)] = line.substr(eq + 1);
   }
   return keys;
+}
+
+// The keys of the ready file named by the environment variable `variable`;
+// empty when it names none.
+inline std::map<std::string, std::string> readyKeys(const char* variable) {
+  const char* ready = std::getenv(variable);
+  return ready == nullptr || *ready == '\0' ? std::map<std::string, std::string>{}
+                                             : keyValues(ready);
 }
 
 // One command on the control port; its one-line answer ("ok" once the cluster

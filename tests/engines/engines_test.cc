@@ -1,15 +1,12 @@
 // MapReduce jobs and Pig runs through the library's public objects, the JVM
 // bridge and the real engines in local mode.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +15,7 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
+#include "end_to_end.h"
 
 namespace {
 
@@ -25,110 +23,75 @@ const std::string kJobs = ZOH_TEST_JOBS;
 const std::string kExamples = kJobs + "/hadoop-mapreduce-examples.jar";
 const std::string kTestJobs = kJobs + "/zox-testjobs.jar";
 
-bool contains(const ZobString& text, const std::string& part) {
-  return text.str().find(part) != std::string::npos;
-}
-
-class Texts : public HadoopTextStatus {
- public:
-  void setFinalText(const ZobString& text) override { final_ = text.str(); }
-  void setStartText(const ZobString& text) override { start_ = text.str(); }
-  std::string start_, final_;
-};
+using e2e::contains;
 
 // Notes whether progress ever went back; answers false once `stopAfter` polls
 // saw work done. Polls come from the call's own thread, the stop's waits from another.
 class Poll : public HadoopPollStatus {
  public:
-  explicit Poll(int stopAfter = 0) : stopAfter_(stopAfter) {}
+  explicit Poll(int stopAfter = 0) : stopAfter(stopAfter) {}
   int pollInterval() override { return 10; }
   bool poll(int64_t done, int64_t total, const char*) override {
     wentBack = wentBack || done < last;
     last = done;
     this->total = total;
     if (done > 0) ++working;
-    return stopAfter_ == 0 || working < stopAfter_;
+    return stopAfter == 0 || working < stopAfter;
   }
+  const int stopAfter;
   std::atomic<int64_t> last{-1}, total{0};
   std::atomic<int> working{0};
   std::atomic<bool> wentBack{false};
-
- private:
-  int stopAfter_;
 };
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream all;
-  all << in.rdbuf();
-  return all.str();
-}
-
-void writeFile(const std::string& path, const std::string& content) {
-  std::ofstream(path) << content;
-}
-
-// Word counts as Hadoop's and Pig's text outputs write them: "word<TAB>count" lines.
-std::map<std::string, int> counts(const std::string& text) {
-  std::map<std::string, int> result;
-  std::istringstream lines(text);
-  std::string word;
-  int n;
-  while (lines >> word >> n) result[word] = n;
-  return result;
-}
+using e2e::readLocal;
+using e2e::writeLocal;
 
 class Engines : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = ::testing::TempDir() + "zoh-engines-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
-    dir_ = pattern;
-    hadoop_ = zoHadoopCreate(&err_);
+    ASSERT_FALSE(dir_.empty());
+    hadoop_.reset(zoHadoopCreate(&err_));
     ASSERT_NE(nullptr, hadoop_) << err_.str();
-    cfg_ = hadoop_->createConfiguration(&err_);
+    cfg_.reset(hadoop_->createConfiguration(&err_));
     ASSERT_NE(nullptr, cfg_) << err_.str();
   }
-  void TearDown() override {
-    if (cfg_ != nullptr) cfg_->release();
-    if (hadoop_ != nullptr) hadoop_->release();
-    std::string rm = "rm -rf '" + dir_ + "'";
-    if (system(rm.c_str()) != 0) ADD_FAILURE() << rm;
-  }
 
-  ZOHadoopMapReduce* newJob(const std::string& mapper, const std::string& input) {
-    ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_, &err_);
+  // A job of `mapper` from `jar` on in.txt, writing Text keys to out.
+  e2e::Owned<ZOHadoopMapReduce> newJob(const std::string& mapper, const std::string& jar) {
+    e2e::Owned<ZOHadoopMapReduce> job(hadoop_->createMapReduce(cfg_.get(), &err_));
     if (job == nullptr) return nullptr;
     set(job, "HADOOP_MAPREDUCE_CLASS_MAP", mapper);
     set(job, "HADOOP_MAPREDUCE_CLASS_OUTPUTKEY", "org.apache.hadoop.io.Text");
     set(job, "HADOOP_MAPREDUCE_PATH_OUTPUT", dir_ + "/out");
-    job->addInputPath(ZobString(input.c_str()), &err_);
+    job->addInputPath(ZobString((dir_ + "/in.txt").c_str()), &err_);
+    job->addJar(ZobString(jar.c_str()), &err_);
     return job;
   }
-  static void set(ZOHadoopMapReduce* job, const std::string& key, const std::string& value) {
+  static void set(const e2e::Owned<ZOHadoopMapReduce>& job, const std::string& key,
+                  const std::string& value) {
     ZobString err;
     job->setProperty(ZobString(key.c_str()), ZobString(value.c_str()), &err);
   }
 
-  std::string dir_;
+  const e2e::ScratchDir scratch_{::testing::TempDir() + "zoh-engines-XXXXXX"};
+  const std::string dir_ = scratch_.path();
   ZobString err_;
-  ZOHadoop* hadoop_ = nullptr;
-  ZOHadoopCfg* cfg_ = nullptr;
+  e2e::Owned<ZOHadoop> hadoop_;
+  e2e::Owned<ZOHadoopCfg> cfg_;
 };
 
 TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
-  writeFile(dir_ + "/in.txt", "to be or not to be\nthat is the question\nto be\n");
+  writeLocal(dir_ + "/in.txt", "to be or not to be\nthat is the question\nto be\n");
   mkdir((dir_ + "/out").c_str(), 0755);  // a stale output that delete-output must clear
-  ZOHadoopMapReduce* job = newJob("org.apache.hadoop.examples.WordCount$TokenizerMapper",
-                                  dir_ + "/in.txt");
+  auto job = newJob("org.apache.hadoop.examples.WordCount$TokenizerMapper", kExamples);
   ASSERT_NE(nullptr, job) << err_.str();
   set(job, "hadoop_mapreduce_class_combiner", "org.apache.hadoop.examples.WordCount$IntSumReducer");
   set(job, "HADOOP_MAPREDUCE_CLASS_REDUCER", "org.apache.hadoop.examples.WordCount$IntSumReducer");
   set(job, "HADOOP_MAPREDUCE_CLASS_OUTPUTVALUE", "org.apache.hadoop.io.IntWritable");
   set(job, "HADOOP_MAPREDUCE_NUM_REDUCERS", "1");
   set(job, "mapreduce.job.name", "engine test word count");
-  job->addJar(ZobString(kExamples.c_str()), &err_);
-  Texts texts;
+  e2e::Texts texts;
   Poll poll;
   ASSERT_TRUE(job->run(&poll, &texts, true, &err_)) << err_.str();
   EXPECT_NE(std::string::npos, texts.start_.find("job_")) << texts.start_;
@@ -138,7 +101,7 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   const std::map<std::string, int> expected = {{"be", 3}, {"is", 1},  {"not", 1}, {"or", 1},
                                                {"question", 1}, {"that", 1}, {"the", 1},
                                                {"to", 3}};
-  std::map<std::string, int> got = counts(readFile(dir_ + "/out/part-r-00000"));
+  std::map<std::string, int> got = e2e::wordCounts(readLocal(dir_ + "/out/part-r-00000"));
   EXPECT_EQ(expected, got);
   EXPECT_GE(poll.last.load(), 0) << "no poll";
   EXPECT_FALSE(poll.wentBack);
@@ -147,40 +110,34 @@ TEST_F(Engines, WordCountWithHadoopsExampleClassesReportsProgressAndCounters) {
   // A second run without delete-output meets the output it left.
   EXPECT_FALSE(job->run(nullptr, nullptr, false, &err_));
   EXPECT_TRUE(contains(err_, "already exists")) << err_.str();
-  job->release();
 }
 
 TEST_F(Engines, FailingMapperAndMissingClassesExplainThemselves) {
-  writeFile(dir_ + "/in.txt", "one line\n");
-  ZOHadoopMapReduce* job = newJob("com.zorvanta.testjobs.FailingMapper", dir_ + "/in.txt");
+  writeLocal(dir_ + "/in.txt", "one line\n");
+  auto job = newJob("com.zorvanta.testjobs.FailingMapper", kTestJobs);
   ASSERT_NE(nullptr, job) << err_.str();
-  job->addJar(ZobString(kTestJobs.c_str()), &err_);
-  Texts texts;
+  e2e::Texts texts;
   EXPECT_FALSE(job->run(nullptr, &texts, false, &err_));
   EXPECT_TRUE(contains(err_, "FAILED")) << err_.str();
   EXPECT_TRUE(contains(err_, "FailingMapper refuses record at offset 0")) << err_.str();
   EXPECT_EQ("", texts.final_);
-  job->release();
 
-  job = newJob("com.zorvanta.testjobs.NoSuchMapper", dir_ + "/in.txt");
+  job = newJob("com.zorvanta.testjobs.NoSuchMapper", kTestJobs);
   ASSERT_NE(nullptr, job) << err_.str();
-  job->addJar(ZobString(kTestJobs.c_str()), &err_);
   EXPECT_FALSE(job->run(nullptr, nullptr, true, &err_));
   EXPECT_TRUE(contains(err_, "com.zorvanta.testjobs.NoSuchMapper")) << err_.str();
   EXPECT_TRUE(contains(err_, "zox-testjobs.jar")) << err_.str();
-  job->release();
 }
 
 // A slow job: 400 records at 50 ms each, far longer than the test waits.
 TEST_F(Engines, SlowJobsStopFromAnotherThreadAndFromThePoll) {
   std::string lines;
   for (int i = 0; i < 400; ++i) lines += "record " + std::to_string(i) + "\n";
-  writeFile(dir_ + "/in.txt", lines);
+  writeLocal(dir_ + "/in.txt", lines);
   for (bool byPoll : {false, true}) {
     SCOPED_TRACE(byPoll ? "stopped by the poll" : "stopped from another thread");
-    ZOHadoopMapReduce* job = newJob("com.zorvanta.testjobs.SlowMapper", dir_ + "/in.txt");
+    auto job = newJob("com.zorvanta.testjobs.SlowMapper", kTestJobs);
     ASSERT_NE(nullptr, job) << err_.str();
-    job->addJar(ZobString(kTestJobs.c_str()), &err_);
     set(job, "zox.test.slow.ms", "50");
     set(job, "HADOOP_MAPREDUCE_NUM_REDUCERS", "0");
     Poll poll(byPoll ? 2 : 0);
@@ -201,7 +158,6 @@ TEST_F(Engines, SlowJobsStopFromAnotherThreadAndFromThePoll) {
     EXPECT_TRUE(contains(runErr, "stopped at the caller's request")) << runErr.str();
     EXPECT_TRUE(contains(runErr, "KILLED")) << runErr.str();
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
-    job->release();
   }
 }
 
@@ -209,14 +165,17 @@ class Pig : public Engines {
  protected:
   void SetUp() override {
     Engines::SetUp();
-    pig_ = hadoop_->createPig(cfg_, ZobString(""), &err_);
+    pig_.reset(hadoop_->createPig(cfg_.get(), ZobString(""), &err_));
     ASSERT_NE(nullptr, pig_) << err_.str();
   }
-  void TearDown() override {
-    if (pig_ != nullptr) pig_->release();
-    Engines::TearDown();
+  // The count script's UDF and parameters, each word taking `delay` ms.
+  void prepareCount(const char* delay) {
+    pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
+    pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
+    pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
+    pig_->setParameter(ZobString("delay"), ZobString(delay), &err_);
   }
-  ZOHadoopPig* pig_ = nullptr;
+  e2e::Owned<ZOHadoopPig> pig_;
 };
 
 const char kCountScript[] =
@@ -227,18 +186,15 @@ const char kCountScript[] =
     "STORE counts INTO '$output';\n";
 
 TEST_F(Pig, LoadGroupStoreWithParametersAndARegisteredUdf) {
-  writeFile(dir_ + "/words.txt", "b\na\nb\nc\nb\na\n");
-  pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
-  pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
-  pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
-  pig_->setParameter(ZobString("delay"), ZobString("0"), &err_);
-  Texts texts;
+  writeLocal(dir_ + "/words.txt", "b\na\nb\nc\nb\na\n");
+  prepareCount("0");
+  e2e::Texts texts;
   ASSERT_TRUE(pig_->runCommands(nullptr, &texts, ZobString(kCountScript), nullptr, &err_))
       << err_.str();
   EXPECT_NE(std::string::npos, texts.start_.find("local")) << texts.start_;
   EXPECT_NE(std::string::npos, texts.final_.find("3 records")) << texts.final_;
   const std::map<std::string, int> expected = {{"A", 2}, {"B", 3}, {"C", 1}};
-  EXPECT_EQ(expected, counts(readFile(dir_ + "/counts/part-r-00000")));
+  EXPECT_EQ(expected, e2e::wordCounts(readLocal(dir_ + "/counts/part-r-00000")));
 }
 
 TEST_F(Pig, SyntaxErrorAnswersPigsErrorCode) {
@@ -251,11 +207,8 @@ TEST_F(Pig, SyntaxErrorAnswersPigsErrorCode) {
 TEST_F(Pig, StoppedRunEnds) {
   std::string words;
   for (int i = 0; i < 2000; ++i) words += "w" + std::to_string(i % 7) + "\n";
-  writeFile(dir_ + "/words.txt", words);
-  pig_->registerJar(ZobString(kTestJobs.c_str()), &err_);
-  pig_->setParameter(ZobString("input"), ZobString((dir_ + "/words.txt").c_str()), &err_);
-  pig_->setParameter(ZobString("output"), ZobString((dir_ + "/counts").c_str()), &err_);
-  pig_->setParameter(ZobString("delay"), ZobString("50"), &err_);
+  writeLocal(dir_ + "/words.txt", words);
+  prepareCount("50");
   ZobString runErr;
   std::atomic<bool> ok{true};
   const auto started = std::chrono::steady_clock::now();

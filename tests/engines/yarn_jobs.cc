@@ -5,14 +5,12 @@
 // thread). The latter runs last on the YARN fixture (it stops YARN), so only
 // when ZOH_YARN_MAY_STOP says so.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <string>
 #include <thread>
@@ -24,6 +22,7 @@
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
 #include "cluster_access.h"
+#include "end_to_end.h"
 
 namespace {
 
@@ -35,39 +34,32 @@ class Yarn : public ::testing::Test {
     keys_ = clustertest::readyKeys("ZOH_TEST_YARN");
     ASSERT_FALSE(keys_["yarn"].empty()) << "ZOH_TEST_YARN names no YARN cluster";
     ZobString err;
-    hadoop_ = zoHadoopCreate(&err);
+    hadoop_.reset(zoHadoopCreate(&err));
     ASSERT_NE(nullptr, hadoop_) << err.str();
-    cfg_ = hadoop_->createConfiguration(&err);
+    cfg_.reset(hadoop_->createConfiguration(&err));
     ASSERT_NE(nullptr, cfg_) << err.str();
     ASSERT_TRUE(cfg_->addResourceFile(ZobString(keys_["yarn"].c_str()), &err)) << err.str();
-    hdfs_ = hadoop_->createHDFS(cfg_, &err);
+    hdfs_.reset(hadoop_->createHDFS(cfg_.get(), &err));
     ASSERT_NE(nullptr, hdfs_) << err.str();
-  }
-  void TearDown() override {
-    if (hdfs_ != nullptr) hdfs_->release();
-    if (cfg_ != nullptr) cfg_->release();
-    if (hadoop_ != nullptr) hadoop_->release();
   }
 
   std::map<std::string, std::string> keys_;
-  ZOHadoop* hadoop_ = nullptr;
-  ZOHadoopCfg* cfg_ = nullptr;
-  ZOHadoopHDFS* hdfs_ = nullptr;
+  e2e::Owned<ZOHadoop> hadoop_;
+  e2e::Owned<ZOHadoopCfg> cfg_;
+  e2e::Owned<ZOHadoopHDFS> hdfs_;
 };
 using YarnLost = Yarn;
 
 TEST_F(Yarn, WordCountRunsOnTheClusterAndWritesToHdfs) {
-  char local[] = "/tmp/zoh-yarn-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(local));
-  const std::string dir = local;
-  std::ofstream(dir + "/in.txt") << "red green red\nblue red green\n";
+  const e2e::ScratchDir dir("/tmp/zoh-yarn-XXXXXX");
+  e2e::writeLocal(dir / "in.txt", "red green red\nblue red green\n");
   ZobString err;
   const std::string base = "/zoh-yarn-" + std::to_string(getpid());
-  ASSERT_TRUE(hdfs_->copyFromLocal(nullptr, ZobString((dir + "/in.txt").c_str()), false,
+  ASSERT_TRUE(hdfs_->copyFromLocal(nullptr, ZobString((dir / "in.txt").c_str()), false,
                                    ZobString((base + "/in.txt").c_str()), false, &err))
       << err.str();
 
-  ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_, &err);
+  ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_.get(), &err);
   ASSERT_NE(nullptr, job) << err.str();
   const std::pair<const char*, std::string> properties[] = {
       {"HADOOP_MAPREDUCE_CLASS_MAP", "org.apache.hadoop.examples.WordCount$TokenizerMapper"},
@@ -81,31 +73,19 @@ TEST_F(Yarn, WordCountRunsOnTheClusterAndWritesToHdfs) {
     job->setProperty(ZobString(key), ZobString(value.c_str()), &err);
   job->addInputPath(ZobString((base + "/in.txt").c_str()), &err);
   job->addJar(ZobString(ZOH_TEST_JOBS "/hadoop-mapreduce-examples.jar"), &err);
-  struct : HadoopTextStatus {
-    void setFinalText(const ZobString& text) override { final = text.str(); }
-    void setStartText(const ZobString& text) override { start = text.str(); }
-    std::string start, final;
-  } texts;
+  e2e::Texts texts;
   const bool ok = job->run(nullptr, &texts, true, &err);
   EXPECT_TRUE(ok) << err.str();
-  EXPECT_NE(std::string::npos, texts.start.find("(yarn)")) << texts.start;
-  EXPECT_NE(std::string::npos, texts.start.find("Tracking URL")) << texts.start;
-  EXPECT_NE(std::string::npos, texts.final.find("SUCCEEDED")) << texts.final;
+  EXPECT_NE(std::string::npos, texts.start_.find("(yarn)")) << texts.start_;
+  EXPECT_NE(std::string::npos, texts.start_.find("Tracking URL")) << texts.start_;
+  EXPECT_NE(std::string::npos, texts.final_.find("SUCCEEDED")) << texts.final_;
   job->release();
 
   if (ok) {
-    ASSERT_TRUE(hdfs_->copyToLocal(nullptr, ZobString((base + "/out/part-r-00000").c_str()),
-                                   false, ZobString((dir + "/counts.txt").c_str()), false, &err))
-        << err.str();
-    std::ifstream in(dir + "/counts.txt");
-    std::map<std::string, int> counts;
-    std::string word;
-    int n;
-    while (in >> word >> n) counts[word] = n;
-    EXPECT_EQ((std::map<std::string, int>{{"blue", 1}, {"green", 2}, {"red", 3}}), counts);
+    EXPECT_EQ((std::map<std::string, int>{{"blue", 1}, {"green", 2}, {"red", 3}}),
+              e2e::wordCounts(e2e::readHdfs(hdfs_.get(), base + "/out/part-r-00000")));
   }
   hdfs_->deleteFile(nullptr, ZobString(base.c_str()), &err);
-  std::system(("rm -rf '" + dir + "'").c_str());
 }
 
 using Clock = std::chrono::steady_clock;
@@ -143,17 +123,12 @@ TEST_F(YarnLost, WaitsEndWithATextWhenTheClusterGoesAway) {
   if (std::getenv("ZOH_YARN_MAY_STOP") == nullptr) GTEST_SKIP() << "it would stop the fixture's YARN";
   ASSERT_FALSE(keys_["control"].empty()) << "the YARN cluster has no control port";
   ZobString err;
-  ZOHadoopFile* in = hdfs_->openFile(nullptr, ZobString("/zoh-yarn-lost/in.txt"),
-                                     ZOB_TXTFILE_WRITE, 0, 0, &err);
-  ASSERT_NE(nullptr, in) << err.str();
   std::string lines;
   // Far more work than the test waits for: the stop cuts both short.
   for (int i = 0; i < 2000; ++i) lines += "record " + std::to_string(i) + "\n";
-  ASSERT_TRUE(in->write(nullptr, lines.data(), static_cast<int>(lines.size()), &err));
-  ASSERT_TRUE(in->close(&err)) << err.str();
-  in->release();
+  ASSERT_TRUE(e2e::writeHdfs(hdfs_.get(), "/zoh-yarn-lost/in.txt", lines, &err)) << err.str();
 
-  ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_, &err);
+  ZOHadoopMapReduce* job = hadoop_->createMapReduce(cfg_.get(), &err);
   ASSERT_NE(nullptr, job) << err.str();
   const std::pair<const char*, const char*> properties[] = {
       {"HADOOP_MAPREDUCE_CLASS_MAP", "com.zorvanta.testjobs.SlowMapper"},
@@ -166,7 +141,7 @@ TEST_F(YarnLost, WaitsEndWithATextWhenTheClusterGoesAway) {
   job->addInputPath(ZobString("/zoh-yarn-lost/in.txt"), &err);
   job->addJar(ZobString(ZOH_TEST_JOBS "/zox-testjobs.jar"), &err);
 
-  ZOHadoopPig* pig = hadoop_->createPig(cfg_, ZobString(""), &err);
+  ZOHadoopPig* pig = hadoop_->createPig(cfg_.get(), ZobString(""), &err);
   ASSERT_NE(nullptr, pig) << err.str();
   pig->registerJar(ZobString(ZOH_TEST_JOBS "/zox-testjobs.jar"), &err);
   const char script[] =

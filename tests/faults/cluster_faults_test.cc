@@ -19,31 +19,19 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopIO.h"
 #include "cluster_access.h"
+#include "end_to_end.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::map<std::string, std::string> clusterKeys() {
-  return clustertest::readyKeys("ZOH_FAULT_CLUSTER");
-}
-
 std::string control(const std::string& command) {
-  return clustertest::control(clusterKeys()["control"], command);
+  return clustertest::control(clustertest::readyKeys("ZOH_FAULT_CLUSTER")["control"], command);
 }
 
-// Bytes whose value depends on their offset (with a period that no block or
-// buffer size divides), so that a misplaced or repeated piece shows.
-std::string offsetBytes(size_t size) {
-  std::string data(size, '\0');
-  for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>((i * 131 + i / 4099) & 0xFF);
-  return data;
-}
+using e2e::patternBytes;
 
-struct RawIODeleter {
-  void operator()(ZobIORaw* io) const { io->release(); }
-};
-using RawIO = std::unique_ptr<ZobIORaw, RawIODeleter>;
+using RawIO = e2e::Owned<ZobIORaw>;
 using Uri = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
 constexpr int kMiB = 1 << 20;
@@ -51,24 +39,18 @@ constexpr int kMiB = 1 << 20;
 class ClusterFaults : public ::testing::Test {
  protected:
   void SetUp() override {
-    keys_ = clusterKeys();
+    keys_ = clustertest::readyKeys("ZOH_FAULT_CLUSTER");
     if (keys_.empty()) GTEST_SKIP() << "ZOH_FAULT_CLUSTER names no running fault cluster";
     ASSERT_FALSE(keys_["ha-site"].empty());
     ZobString err;
-    hadoop_ = zoHadoopCreate(&err);
+    hadoop_.reset(zoHadoopCreate(&err));
     ASSERT_NE(nullptr, hadoop_) << err.str();
     Uri uri(getURIFromURIString(ZobString(uriOf("/", "dfs.ls.limit=50").c_str())));
     ASSERT_NE(nullptr, uri);
-    cfg_ = hadoop_->createConfiguration(uri.get(), &err);
+    cfg_.reset(hadoop_->createConfiguration(uri.get(), &err));
     ASSERT_NE(nullptr, cfg_) << err.str();
-    hdfs_ = hadoop_->createHDFS(cfg_, &err);
+    hdfs_.reset(hadoop_->createHDFS(cfg_.get(), &err));
     ASSERT_NE(nullptr, hdfs_) << err.str();
-  }
-
-  void TearDown() override {
-    if (hdfs_) hdfs_->release();
-    if (cfg_) cfg_->release();
-    if (hadoop_) hadoop_->release();
   }
 
   // A URI on the nameservice: the HA keys come from the cluster's client file.
@@ -78,52 +60,49 @@ class ClusterFaults : public ::testing::Test {
   }
 
   // Streams `data` into `path` through the raw I/O adapter (4 MiB blocks, so
-  // that a stream crosses many), calling `atHalf` once half of it is written.
-  void writeRaw(const std::string& path, const std::string& data,
-                const std::function<void()>& atHalf = [] {}) {
+  // that a stream crosses many), calling `atHalf` once half of it is written:
+  // "", or why it failed.
+  std::string writeRaw(const std::string& path, const std::string& data,
+                       const std::function<void()>& atHalf = [] {}) {
     Uri uri(getURIFromURIString(ZobString(uriOf(path, "dfs.blocksize=4194304").c_str())));
     ZobString err;
     RawIO io(createRawIO(uri.get(), &err));
-    ASSERT_NE(nullptr, io) << err.str();
+    if (!io) return "no adapter: " + err.str();
     int size = 0;
-    ASSERT_TRUE(io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr)) << io->getErrorMessage().str();
-    for (size_t at = 0; at < data.size(); at += kMiB) {
+    bool ok = io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr);
+    for (size_t at = 0; ok && at < data.size(); at += kMiB) {
       if (at == data.size() / 2) atHalf();
-      ASSERT_EQ(kMiB, io->putBytes(data.data() + at, kMiB)) << io->getErrorMessage().str();
+      ok = io->putBytes(data.data() + at, kMiB) == kMiB;
     }
-    ASSERT_TRUE(io->close()) << io->getErrorMessage().str();
+    return ok && io->close() ? "" : io->getErrorMessage().str();
   }
 
   // Reads `path` whole through the raw I/O adapter, calling `atHalf` midway.
-  std::string readRaw(const std::string& path, const std::function<void()>& atHalf = [] {}) {
+  std::string readRaw(const std::string& path, std::function<void()> atHalf = nullptr) {
     Uri uri(getURIFromURIString(ZobString(uriOf(path).c_str())));
     ZobString err;
     RawIO io(createRawIO(uri.get(), &err));
-    EXPECT_NE(nullptr, io) << err.str();
     int size = 0;
-    if (!io || !io->open(ZOB_TXTFILE_READ, 0, &size, nullptr)) return "open failed";
+    if (!io || !io->open(ZOB_TXTFILE_READ, 0, &size, nullptr)) return "open failed " + err.str();
     const long total = io->size();
     std::string back;
-    for (bool called = false;;) {
-      if (!called && static_cast<long>(back.size()) >= total / 2) {
-        atHalf();
-        called = true;
-      }
-      const char* bytes = nullptr;
-      const int n = io->getBytes(&bytes, 1, kMiB);
+    const char* bytes = nullptr;
+    for (int n; (n = io->getBytes(&bytes, 1, kMiB)) != 0; back.append(bytes, n)) {
       if (n < 0) return "read failed after " + std::to_string(back.size()) + " bytes: " +
                         io->getErrorMessage().str();
-      if (n == 0) break;
-      back.append(bytes, static_cast<size_t>(n));
+      if (atHalf && static_cast<long>(back.size()) >= total / 2) {
+        atHalf();
+        atHalf = nullptr;
+      }
     }
     io->close();
     return back;
   }
 
   std::map<std::string, std::string> keys_;
-  ZOHadoop* hadoop_ = nullptr;
-  ZOHadoopCfg* cfg_ = nullptr;
-  ZOHadoopHDFS* hdfs_ = nullptr;
+  e2e::Owned<ZOHadoop> hadoop_;
+  e2e::Owned<ZOHadoopCfg> cfg_;
+  e2e::Owned<ZOHadoopHDFS> hdfs_;
 };
 
 // 256 MiB unless ZOH_FAULT_MIB says otherwise (a quick look at a change).
@@ -133,8 +112,8 @@ size_t streamBytes() {
 }
 
 TEST_F(ClusterFaults, StreamsSurviveLostDataNodes) {
-  const std::string data = offsetBytes(streamBytes());
-  writeRaw("/faults/read.bin", data);
+  const std::string data = patternBytes(streamBytes());
+  ASSERT_EQ("", writeRaw("/faults/read.bin", data));
   // Two of the three replicas of every block gone under the reader.
   const std::string back = readRaw("/faults/read.bin", [] {
     ASSERT_EQ("ok", control("stop-datanode 0"));
@@ -144,7 +123,8 @@ TEST_F(ClusterFaults, StreamsSurviveLostDataNodes) {
   EXPECT_TRUE(back == data) << back.substr(0, 200);
 
   // One node of the write pipeline lost: Hadoop rebuilds the pipeline.
-  writeRaw("/faults/write.bin", data, [] { ASSERT_EQ("ok", control("stop-datanode 1")); });
+  EXPECT_EQ("", writeRaw("/faults/write.bin", data,
+                         [] { ASSERT_EQ("ok", control("stop-datanode 1")); }));
   EXPECT_EQ("ok", control("restart-datanodes"));
   EXPECT_TRUE(readRaw("/faults/write.bin") == data);
 }
@@ -158,67 +138,33 @@ TEST_F(ClusterFaults, NameNodeFailoverUnderAListingAndAnOpenFile) {
     return std::make_pair(answer, Clock::now());
   });
   ZobString err;
-  ZOHadoopDirectory* dir = hdfs_->openDir(nullptr, ZobString("/faults/many"), &err);
+  EXPECT_EQ(20000u, e2e::listing(hdfs_.get(), "/faults/many", &err).size()) << err.str();
   const auto listed = Clock::now();
-  ASSERT_NE(nullptr, dir) << err.str();
-  long count = 0;
-  ZobString name;
-  long size = 0;
-  ZobDate date;
-  unsigned long millis = 0;
-  bool isDir = false;
-  bool readOnly = false;
-  while (dir->next(&name, &size, &date, &millis, &isDir, &readOnly, &err)) ++count;
-  dir->release();
-  EXPECT_EQ(20000, count);
   const auto [answer, failedOver] = failover.get();
   ASSERT_EQ("ok", answer);
   EXPECT_LT(failedOver, listed) << "the listing ended before the fail-over: it proves nothing";
 
   // Between two reads of one open file.
-  const std::string data = offsetBytes(8 * kMiB);
-  writeRaw("/faults/open.bin", data);
-  ZOHadoopFile* file = hdfs_->openFile(nullptr, ZobString("/faults/open.bin"),
-                                       ZOB_TXTFILE_READ, 0, 0, &err);
-  ASSERT_NE(nullptr, file) << err.str();
-  std::string back;
-  for (int n = 0;;) {
-    if (back.size() >= data.size() / 2 && n >= 0) {
-      ASSERT_EQ("ok", control("failover"));
-      n = -1;
-    }
-    const char* bytes = nullptr;
-    const int got = file->read(nullptr, &bytes, kMiB, &err);
-    ASSERT_GE(got, 0) << err.str();
-    if (got == 0) break;
-    back.append(bytes, static_cast<size_t>(got));
-  }
-  file->release();
-  EXPECT_TRUE(back == data);
+  const std::string data = patternBytes(8 * kMiB);
+  ASSERT_EQ("", writeRaw("/faults/open.bin", data));
+  const std::string back = e2e::readHdfs(hdfs_.get(), "/faults/open.bin", kMiB,
+                                         [] { ASSERT_EQ("ok", control("failover")); });
+  EXPECT_TRUE(back == data) << back.substr(0, 200);
 }
 
 TEST_F(ClusterFaults, SafeModeAndQuotaRefuseWritesWithTheirReason) {
-  writeRaw("/faults/kept.bin", offsetBytes(kMiB * 2));
+  ASSERT_EQ("", writeRaw("/faults/kept.bin", patternBytes(kMiB * 2)));
   ASSERT_EQ("ok", control("safemode enter"));
   ZobString err;
   EXPECT_FALSE(hdfs_->makeDirectory(nullptr, ZobString("/faults/in-safe-mode"), &err));
   EXPECT_NE(std::string::npos, err.str().find("safe mode")) << err.str();
   EXPECT_EQ(std::string::npos, err.str().find("at org.apache.hadoop")) << "a server stack trace";
-  EXPECT_TRUE(readRaw("/faults/kept.bin") == offsetBytes(kMiB * 2));
+  EXPECT_TRUE(readRaw("/faults/kept.bin") == patternBytes(kMiB * 2));
   ASSERT_EQ("ok", control("safemode leave"));
 
   ASSERT_TRUE(hdfs_->makeDirectory(nullptr, ZobString("/faults/quota"), &err)) << err.str();
   ASSERT_EQ("ok", control("space-quota /faults/quota 1048576"));
-  Uri uri(getURIFromURIString(ZobString(uriOf("/faults/quota/f").c_str())));
-  RawIO io(createRawIO(uri.get(), &err));
-  ASSERT_NE(nullptr, io) << err.str();
-  int size = 0;
-  std::string why;
-  const std::string data = offsetBytes(kMiB);
-  if (!io->open(ZOB_TXTFILE_WRITE, 0, &size, nullptr) || io->putBytes(data.data(), kMiB) != kMiB ||
-      !io->close()) {
-    why = io->getErrorMessage().str();
-  }
+  const std::string why = writeRaw("/faults/quota/f", patternBytes(kMiB));
   EXPECT_EQ("ok", control("space-quota /faults/quota 0"));
   EXPECT_NE(std::string::npos, why.find("quota")) << why;
   EXPECT_NE(std::string::npos, why.find("/faults/quota")) << why;

@@ -12,7 +12,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
-#include "directory_walk.h"
+#include "end_to_end.h"
 #include "zojni_jvm_test.h"
 #include "zowlp.h"
 
@@ -22,13 +22,8 @@ constexpr int kCycles = 1000;
 // This program's build directory: a listing and a file to read that are there
 // whenever the program is.
 const char kDir[] = ZOH_GROWTH_DIR;
-int g_failures = 0;
-
-template <class T>
-T check(T result, const char* what, const ZobString& err) {
-  if (!result && ++g_failures <= 5) std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
-  return result;
-}
+using e2e::check;
+using e2e::g_failures;
 
 // One cycle; `releaseChildren` false leaves the registered children to the
 // instance. Files and directory listings are never registered, so they are
@@ -42,7 +37,7 @@ void cycle(bool releaseChildren) {
     ZOHadoopHDFS* fs = check(h->createHDFS(cfg, &err), "createHDFS", err);
     if (fs != nullptr) {
       if (ZOHadoopDirectory* dir = check(fs->openDir(nullptr, kDir, &err), "openDir", err)) {
-        check(zohsweep::walkDirectory(dir, &err), "next", err);
+        check(e2e::walk(dir, &err), "next", err);
         dir->release();
       }
       const std::string path = std::string(kDir) + "/CTestTestfile.cmake";
@@ -84,6 +79,6 @@ int main() {
                 kCycles, refs, zojniJvmTestGlobalRefs(), wire, zowlpTestLiveObjects());
     grew = grew || zojniJvmTestGlobalRefs() != refs || zowlpTestLiveObjects() != wire;
   }
-  if (g_failures > 0) std::printf("%d operations failed\n", g_failures);
+  if (g_failures > 0) std::printf("%d operations failed\n", g_failures.load());
   return grew || g_failures > 0 ? 1 : 0;
 }

@@ -14,47 +14,16 @@
 #include <vector>
 
 #include "contract_harness.h"
+#include "end_to_end.h"
 #include "zojni_jvm_test.h"
 
-using contract::MessageLog;
-using contract::OptionAnswers;
-using contract::ProxyOwner;
+using contract::Creation;
+using contract::kClass;
+using contract::kJar;
 using contract::ResponseOwner;
 using V = ScriptedValue;
 
 namespace {
-
-constexpr const char* kJar = "zox-proxy-contract.jar";
-constexpr const char* kClass = "com.zorvanta.proxy.test.ContractJPC";
-
-// One creation's callbacks; each creation answers its directory once, as the
-// library's do.
-struct Creation {
-  explicit Creation(const std::string& directory) : options("Contract", directory) {}
-
-  int create(const char* jar, const char* className) {
-    zojniProxy* made = nullptr;
-    const int status = zojniProxyCreate(jar, "Contract", className, options.record(),
-                                        messages.record(), &made);
-    proxy.reset(made);
-    return status;
-  }
-
-  OptionAnswers options;
-  MessageLog messages;
-  ProxyOwner proxy;
-};
-
-int call(zojniProxy* proxy, const char* method, const char* signature,
-         std::vector<ScriptedValue> values, ResponseOwner* response,
-         ZoJniPollRecord* poll = nullptr) {
-  WireRecords inputs(std::move(values));
-  zowlpResponse* raw = nullptr;
-  const int status = zojniProxyCall(proxy, poll, "Contract", method, signature, inputs.count(),
-                                    inputs.data(), &raw);
-  response->reset(raw);
-  return status;
-}
 
 int errorCode(zowlpResponse* response) {
   int code = -1;
@@ -84,7 +53,7 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
   };
   for (const Case& c : cases) {
     Creation creation(c.directory);
-    EXPECT_EQ(ZOJNI_ERR_CREATE, creation.create(c.jar.c_str(), c.className.c_str()))
+    EXPECT_EQ(ZOJNI_ERR_CREATE, creation.create(c.className.c_str(), c.jar.c_str()))
         << c.expected;
     EXPECT_EQ(nullptr, creation.proxy);
     const std::string errors = creation.messages.text(2);
@@ -92,7 +61,7 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
   }
   // A constructor that throws has its own messages delivered first.
   Creation failing("contract");
-  failing.create(kJar, "com.zorvanta.proxy.test.ContractFailingJPC");
+  failing.create("com.zorvanta.proxy.test.ContractFailingJPC");
   EXPECT_EQ(0u, failing.messages.text(2).find("contract proxy about to fail\n"))
       << failing.messages.text(2);
 }
@@ -100,18 +69,16 @@ TEST(ProxyHome, CreationFailuresSayWhatIsMissing) {
 TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) {
   const char* fromEnvironment = getenv("ZOH_PROXY_HOME");
   const std::string buildHome = fromEnvironment != nullptr ? fromEnvironment : ZOH_TEST_PROXY_HOME;
-  char pattern[] = "/tmp/zoh-home-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(pattern));
-  const std::string home = pattern;
-  ASSERT_EQ(0, symlink((buildHome + "/contract").c_str(), (home + "/elsewhere").c_str()));
-  ASSERT_EQ(0, symlink((buildHome + "/lib").c_str(), (home + "/lib").c_str()));
-  setenv("ZOH_PROXY_HOME", home.c_str(), 1);
+  const e2e::ScratchDir home("/tmp/zoh-home-XXXXXX");
+  ASSERT_EQ(0, symlink((buildHome + "/contract").c_str(), (home / "elsewhere").c_str()));
+  ASSERT_EQ(0, symlink((buildHome + "/lib").c_str(), (home / "lib").c_str()));
+  setenv("ZOH_PROXY_HOME", home.path().c_str(), 1);
 
   Creation moved("elsewhere");
-  EXPECT_EQ(ZOJNI_OK, moved.create(kJar, kClass)) << moved.messages.text(2);
+  EXPECT_EQ(ZOJNI_OK, moved.create()) << moved.messages.text(2);
   Creation old("contract");
-  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create(kJar, kClass));
-  EXPECT_NE(std::string::npos, old.messages.text(2).find("proxy home '" + home + "'"))
+  EXPECT_EQ(ZOJNI_ERR_CREATE, old.create());
+  EXPECT_NE(std::string::npos, old.messages.text(2).find("proxy home '" + home.path() + "'"))
       << old.messages.text(2);
 
   if (fromEnvironment != nullptr) {
@@ -119,9 +86,6 @@ TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) 
   } else {
     unsetenv("ZOH_PROXY_HOME");
   }
-  unlink((home + "/elsewhere").c_str());
-  unlink((home + "/lib").c_str());
-  rmdir(home.c_str());
 }
 
 // ---- Calls on the contract proxy -----------------------------------------------------
@@ -129,17 +93,16 @@ TEST(ProxyHome, RelativeDirectoriesAreFoundBeneathTheProxyHomeOfTheEnvironment) 
 class ContractProxy : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(ZOJNI_OK, creation_.create(kJar, kClass)) << creation_.messages.text(2);
-    proxy_ = creation_.proxy.get();
+    ASSERT_EQ(ZOJNI_OK, creation_.create()) << creation_.messages.text(2);
   }
 
   int call(const char* method, const char* signature, std::vector<ScriptedValue> values,
-           ResponseOwner* response, ZoJniPollRecord* poll = nullptr) {
-    return ::call(proxy_, method, signature, std::move(values), response, poll);
+           ResponseOwner* response) {
+    WireRecords inputs(std::move(values));
+    return contract::call(creation_.proxy.get(), method, signature, inputs, response);
   }
 
-  Creation creation_{"contract"};
-  zojniProxy* proxy_ = nullptr;
+  Creation creation_;
 };
 
 // Beyond the contract's Java failure: the cause and the plain exception's
@@ -168,6 +131,13 @@ TEST_F(ContractProxy, JavaSideFaultsAndTheProxysVersion) {
   EXPECT_EQ(ZOJNI_ERR_MEMORY, call("OutOfMemory", "\x06", {}, &response));
   EXPECT_EQ(nullptr, response);
   EXPECT_EQ(ZOJNI_OK, call("Nothing", "", {}, &response)) << "the proxy works on";
+
+  // Reported progress reaches the poll when its interval is up; a stop ends the method.
+  contract::PollScript stopAtTheSecond(2);
+  WireRecords spin({V::ofInt(20000)});
+  EXPECT_EQ(ZOJNI_ERR_JAVA, contract::call(creation_.proxy.get(), "Spin", "\x06", spin, &response,
+                                           stopAtTheSecond.record()));
+  EXPECT_EQ(2u, stopAtTheSecond.seen().size());
 }
 
 TEST_F(ContractProxy, NativeAndHeapBytesOutputsCarryTheSameBytes) {
@@ -195,7 +165,7 @@ TEST_F(ContractProxy, ThreadsAreDetachedWhenTheyEnd) {
     for (int t = 0; t < 10; ++t) {
       threads.emplace_back([this] {
         zowlpResponse* r = nullptr;
-        zojniProxyCall(proxy_, nullptr, "Contract", "Nothing", "", 0, nullptr, &r);
+        zojniProxyCall(creation_.proxy.get(), nullptr, "Contract", "Nothing", "", 0, nullptr, &r);
         zowlpResponse_destroy(r);
       });
     }

@@ -13,7 +13,6 @@
 #include <fstream>
 #include <map>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,15 +20,19 @@
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopHDFS.h"
 #include "cluster_access.h"
+#include "end_to_end.h"
 
 namespace {
+
+using e2e::contains;
+using e2e::readLocal;
+using e2e::writeLocal;
 
 struct FileSystemUnderTest {
   std::string name;        // "file", "hdfs", "webhdfs": also the test-name suffix
   std::string base;        // scheme://authority for a cluster; empty for file:
   std::string privateDir;  // a directory the default test user may not enter ("" if none)
   std::string siteFile;    // the cluster's client configuration ("" for file:)
-  std::string error;       // set when the cluster was expected but cannot be named
 };
 
 void PrintTo(const FileSystemUnderTest& fs, std::ostream* out) { *out << fs.name; }
@@ -37,29 +40,13 @@ void PrintTo(const FileSystemUnderTest& fs, std::ostream* out) { *out << fs.name
 // file: always; hdfs and webhdfs when ZOH_TEST_CLUSTER names the cluster's
 // ready file (the CTest fixture sets it).
 std::vector<FileSystemUnderTest> fileSystemsUnderTest() {
-  std::vector<FileSystemUnderTest> all{{"file", "", "", "", ""}};
+  std::vector<FileSystemUnderTest> all{{"file", "", "", ""}};
   std::map<std::string, std::string> keys = clustertest::readyKeys("ZOH_TEST_CLUSTER");
   if (keys.empty()) return all;
   for (const char* scheme : {"hdfs", "webhdfs"}) {
-    FileSystemUnderTest fs{scheme, keys[scheme], keys["private"], keys["site"], ""};
-    // A cluster that was asked for but is not there fails the tests, not skips them.
-    if (fs.base.empty()) fs.error = std::string("no ") + scheme + " address in the ready file";
-    all.push_back(fs);
+    all.push_back({scheme, keys[scheme], keys["private"], keys["site"]});
   }
   return all;
-}
-
-// Deterministic bytes of any size: the same (size, seed) gives the same bytes.
-std::string patternBytes(size_t size, unsigned seed) {
-  std::string data(size, '\0');
-  uint64_t x = seed * 0x9E3779B97F4A7C15ull + 1;
-  for (size_t i = 0; i < size; ++i) {
-    x ^= x << 13;
-    x ^= x >> 7;
-    x ^= x << 17;
-    data[i] = static_cast<char>(x);
-  }
-  return data;
 }
 
 long residentKiB() {
@@ -70,104 +57,69 @@ long residentKiB() {
   return -1;
 }
 
-void writeLocal(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string readLocal(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream all;
-  all << in.rdbuf();
-  return all.str();
-}
-
 class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(GetParam().error.empty()) << GetParam().error;
-    // Memory-backed where there is one: the local disk's speed is not what the
-    // tests measure.
-    std::string pattern = access("/dev/shm", W_OK) == 0 ? "/dev/shm/zoh-jvm-XXXXXX"
-                                                         : "/tmp/zoh-jvm-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
-    localRoot_ = pattern;
+    // A cluster that was asked for but is not there fails the tests, not skips them.
+    ASSERT_TRUE(isLocal() || !GetParam().base.empty())
+        << "no " << GetParam().name << " address in the ready file";
+    ASSERT_FALSE(local_.path().empty());
     static std::atomic<int> counter{0};
-    root_ = isLocal() ? localRoot_ + "/fs"
+    root_ = isLocal() ? local("fs")
                       : GetParam().base + "/zoh-tests/" + std::to_string(getpid()) + "-" +
                             std::to_string(counter++);
     ZobString err;
-    hadoop_ = zoHadoopCreate(&err);
+    hadoop_.reset(zoHadoopCreate(&err));
     ASSERT_NE(nullptr, hadoop_) << err.str();
-    cfg_ = newConfiguration("", &err);
+    cfg_.reset(newConfiguration("", &err));
     ASSERT_NE(nullptr, cfg_) << err.str();
-    hdfs_ = hadoop_->createHDFS(cfg_, &err);
+    hdfs_.reset(hadoop_->createHDFS(cfg_.get(), &err));
     ASSERT_NE(nullptr, hdfs_) << err.str();
     ASSERT_TRUE(hdfs_->makeDirectory(nullptr, ZobString(root_.c_str()), &err)) << err.str();
   }
 
   void TearDown() override {
     ZobString err;
-    if (hdfs_ != nullptr) {
-      if (!root_.empty()) hdfs_->deleteFile(nullptr, ZobString(root_.c_str()), &err);
-      hdfs_->release();
+    if (hdfs_ != nullptr && !root_.empty()) {
+      hdfs_->deleteFile(nullptr, ZobString(root_.c_str()), &err);
     }
-    if (cfg_ != nullptr) cfg_->release();
-    if (hadoop_ != nullptr) hadoop_->release();
-    std::string command = "rm -rf '" + localRoot_ + "'";
-    if (!localRoot_.empty() && system(command.c_str()) != 0) ADD_FAILURE() << command;
   }
 
-  bool isLocal() const { return GetParam().base.empty(); }
+  bool isLocal() const { return GetParam().name == "file"; }
   // A path beneath the test's own directory on the file system under test.
   std::string at(const std::string& relative) const { return root_ + "/" + relative; }
   // A path beneath the test's directory on the local disk.
-  std::string local(const std::string& relative) const { return localRoot_ + "/" + relative; }
+  std::string local(const std::string& relative) const { return local_ / relative; }
 
   // A new configuration for the file system under test, acting as `user` when
   // not empty. A cluster's client settings come from its site file, as a
   // user's would.
   ZOHadoopCfg* newConfiguration(const std::string& user, ZobString* err) {
-    ZOHadoopCfg* cfg = hadoop_->createConfiguration(err);
-    if (cfg == nullptr) return nullptr;
+    e2e::Owned<ZOHadoopCfg> cfg(hadoop_->createConfiguration(err));
     const std::string defaultFs = isLocal() ? "file:///" : GetParam().base;
-    if ((!isLocal() && !cfg->addResourceFile(ZobString(GetParam().siteFile.c_str()), err)) ||
+    if (!cfg ||
+        (!isLocal() && !cfg->addResourceFile(ZobString(GetParam().siteFile.c_str()), err)) ||
         !cfg->setKeyValue(ZobString("fs.defaultFS"), ZobString(defaultFs.c_str()), err) ||
         (!user.empty() && !cfg->setUserPass(ZobString(user.c_str()), ZobString(""), err))) {
-      cfg->release();
       return nullptr;
     }
-    return cfg;
+    return cfg.release();
   }
 
+  e2e::Owned<ZOHadoopFile> open(const std::string& path, ZobTxtFileOpenMode mode, ZobString* err,
+                                int flags = 0) {
+    return e2e::Owned<ZOHadoopFile>(
+        hdfs_->openFile(nullptr, ZobString(path.c_str()), mode, flags, 0, err));
+  }
   bool writeHdfs(const std::string& path, const std::string& content) {
     ZobString err;
-    ZOHadoopFile* file =
-        hdfs_->openFile(nullptr, ZobString(path.c_str()), ZOB_TXTFILE_WRITE, 0, 0, &err);
-    const bool ok = file != nullptr &&
-                    file->write(nullptr, content.data(), static_cast<int>(content.size()), &err) &&
-                    file->close(&err);
+    const bool ok = e2e::writeHdfs(hdfs_.get(), path, content, &err);
     if (!ok) ADD_FAILURE() << err.str();
-    if (file != nullptr) file->release();
     return ok;
   }
-
-  // Reads a whole file in reads of `chunk` bytes.
-  std::string readHdfs(const std::string& path, int chunk, ZobString* err) {
-    ZOHadoopFile* file =
-        hdfs_->openFile(nullptr, ZobString(path.c_str()), ZOB_TXTFILE_READ, 0, 0, err);
-    if (file == nullptr) return "<open failed>";
-    std::string all;
-    const char* data = nullptr;
-    for (int n; (n = file->read(nullptr, &data, chunk, err)) != 0;) {
-      if (n < 0) {
-        all = "<read failed>";
-        break;
-      }
-      all.append(data, static_cast<size_t>(n));
-    }
-    file->close(err);
-    file->release();
-    return all;
+  // The whole file, read in reads of `chunk` bytes.
+  std::string readHdfs(const std::string& path, int chunk) {
+    return e2e::readHdfs(hdfs_.get(), path, chunk);
   }
 
   bool exists(const std::string& path) {
@@ -177,52 +129,18 @@ class HdfsService : public ::testing::TestWithParam<FileSystemUnderTest> {
     return answer;
   }
 
+  // Memory-backed where there is one: the local disk's speed is not what the
+  // tests measure.
+  e2e::ScratchDir local_{access("/dev/shm", W_OK) == 0 ? "/dev/shm/zoh-jvm-XXXXXX"
+                                                       : "/tmp/zoh-jvm-XXXXXX"};
   std::string root_;
-  std::string localRoot_;
-  ZOHadoop* hadoop_ = nullptr;
-  ZOHadoopCfg* cfg_ = nullptr;
-  ZOHadoopHDFS* hdfs_ = nullptr;
+  e2e::Owned<ZOHadoop> hadoop_;
+  e2e::Owned<ZOHadoopCfg> cfg_;
+  e2e::Owned<ZOHadoopHDFS> hdfs_;
 };
 
 INSTANTIATE_TEST_SUITE_P(OnEvery, HdfsService, ::testing::ValuesIn(fileSystemsUnderTest()),
                          [](const auto& info) { return info.param.name; });
-
-struct Entry {
-  long size = -1;
-  ZobDate date;
-  unsigned long millis = 0;
-  bool isDir = false;
-  bool readOnly = false;
-};
-
-std::map<std::string, Entry> listing(ZOHadoopHDFS* hdfs, const std::string& path,
-                                     ZobString* err) {
-  std::map<std::string, Entry> entries;
-  ZOHadoopDirectory* dir = hdfs->openDir(nullptr, ZobString(path.c_str()), err);
-  if (dir == nullptr) return entries;
-  ZobString name;
-  Entry e;
-  while (dir->next(&name, &e.size, &e.date, &e.millis, &e.isDir, &e.readOnly, err)) {
-    entries[name.str()] = e;
-  }
-  dir->release();
-  return entries;
-}
-
-bool contains(const ZobString& text, const std::string& part) {
-  return text.str().find(part) != std::string::npos;
-}
-
-// Opens, writes a byte and closes; false at the first step that fails. WebHDFS
-// reports a refused create only when the bytes or the close arrive.
-bool writeThrough(ZOHadoopHDFS* hdfs, const std::string& path, int flags, ZobString* err) {
-  ZOHadoopFile* file =
-      hdfs->openFile(nullptr, ZobString(path.c_str()), ZOB_TXTFILE_WRITE, flags, 0, err);
-  if (file == nullptr) return false;
-  const bool ok = file->write(nullptr, "x", 1, err) && file->close(err);
-  file->release();
-  return ok;
-}
 
 TEST_P(HdfsService, DirectoriesAreMadeWithParentsListedAndDeletedRecursively) {
   ZobString err;
@@ -233,10 +151,10 @@ TEST_P(HdfsService, DirectoriesAreMadeWithParentsListedAndDeletedRecursively) {
   const auto before = std::chrono::system_clock::now();
   ASSERT_TRUE(writeHdfs(at("a/file.txt"), "twelve bytes"));
 
-  auto entries = listing(hdfs_, at("a"), &err);
+  auto entries = e2e::listing(hdfs_.get(), at("a"), &err);
   ASSERT_TRUE(err.isNull()) << err.str();
   ASSERT_EQ(2u, entries.size());
-  const Entry& file = entries["file.txt"];
+  const e2e::Entry& file = entries["file.txt"];
   EXPECT_EQ(12, file.size);
   EXPECT_FALSE(file.isDir);
   EXPECT_TRUE(file.readOnly);  // 0644: the "others may write" bit is clear
@@ -246,7 +164,7 @@ TEST_P(HdfsService, DirectoriesAreMadeWithParentsListedAndDeletedRecursively) {
   EXPECT_TRUE(entries["b"].isDir);
   EXPECT_EQ(0, entries["b"].size);
   // A listing of a file is that file's own entry.
-  entries = listing(hdfs_, at("a/file.txt"), &err);
+  entries = e2e::listing(hdfs_.get(), at("a/file.txt"), &err);
   ASSERT_EQ(1u, entries.count("file.txt")) << err.str();
 
   ASSERT_TRUE(hdfs_->deleteFile(nullptr, ZobString(at("a").c_str()), &err)) << err.str();
@@ -258,17 +176,15 @@ TEST_P(HdfsService, DirectoriesAreMadeWithParentsListedAndDeletedRecursively) {
 TEST_P(HdfsService, AppendsGrowTheSizeAndWritesReplace) {
   ASSERT_TRUE(writeHdfs(at("f"), "12345"));
   ZobString err;
-  ZOHadoopFile* file =
-      hdfs_->openFile(nullptr, ZobString(at("f").c_str()), ZOB_TXTFILE_APPEND, 0, 0, &err);
+  auto file = open(at("f"), ZOB_TXTFILE_APPEND, &err);
   ASSERT_NE(nullptr, file) << err.str();
   EXPECT_EQ(5, file->getSize());
   ASSERT_TRUE(file->write(nullptr, "678", 3, &err)) << err.str();
   EXPECT_EQ(8, file->getSize());
   ASSERT_TRUE(file->close(&err)) << err.str();
-  file->release();
-  EXPECT_EQ("12345678", readHdfs(at("f"), 3, &err));
+  EXPECT_EQ("12345678", readHdfs(at("f"), 3));
   ASSERT_TRUE(writeHdfs(at("f"), "new"));
-  EXPECT_EQ("new", readHdfs(at("f"), 100, &err));
+  EXPECT_EQ("new", readHdfs(at("f"), 100));
   // No checksum side files next to a user's files on the local file system.
   if (isLocal()) {
     EXPECT_NE(0, access(at(".f.crc").c_str(), F_OK));
@@ -281,11 +197,11 @@ TEST_P(HdfsService, RenameMovesAndRefusesToReplace) {
   ZobString err;
   ASSERT_TRUE(hdfs_->rename(nullptr, ZobString(at("one").c_str()), ZobString(at("three").c_str()),
                             &err)) << err.str();
-  EXPECT_EQ("1", readHdfs(at("three"), 10, &err));
+  EXPECT_EQ("1", readHdfs(at("three"), 10));
   EXPECT_FALSE(hdfs_->rename(nullptr, ZobString(at("three").c_str()),
                              ZobString(at("two").c_str()), &err));
   EXPECT_TRUE(contains(err, "already exists")) << err.str();
-  EXPECT_EQ("2", readHdfs(at("two"), 10, &err));
+  EXPECT_EQ("2", readHdfs(at("two"), 10));
   EXPECT_FALSE(hdfs_->rename(nullptr, ZobString(at("gone").c_str()),
                              ZobString(at("x").c_str()), &err));
   EXPECT_TRUE(contains(err, "Cannot rename '" + at("gone") + "' to '" + at("x") +
@@ -297,14 +213,14 @@ TEST_P(HdfsService, CopiesBothWaysHonourTheirFlagsAndNeverCopyOntoThemselves) {
   ZobString err;
   ZobString src(local("local.txt").c_str()), dst(at("remote.txt").c_str());
   ASSERT_TRUE(hdfs_->copyFromLocal(nullptr, src, false, dst, false, &err)) << err.str();
-  EXPECT_EQ("from local", readHdfs(at("remote.txt"), 100, &err));
+  EXPECT_EQ("from local", readHdfs(at("remote.txt"), 100));
 
   writeLocal(local("local.txt"), "second");
   EXPECT_FALSE(hdfs_->copyFromLocal(nullptr, src, false, dst, false, &err));
   EXPECT_TRUE(contains(err, "overwriting was not asked for")) << err.str();
-  EXPECT_EQ("from local", readHdfs(at("remote.txt"), 100, &err));
+  EXPECT_EQ("from local", readHdfs(at("remote.txt"), 100));
   ASSERT_TRUE(hdfs_->copyFromLocal(nullptr, src, true, dst, true, &err)) << err.str();
-  EXPECT_EQ("second", readHdfs(at("remote.txt"), 100, &err));
+  EXPECT_EQ("second", readHdfs(at("remote.txt"), 100));
   EXPECT_NE(0, access(local("local.txt").c_str(), F_OK));  // the source went with the move
 
   ASSERT_TRUE(writeHdfs(at("tree/sub/leaf"), "leaf"));
@@ -319,7 +235,7 @@ TEST_P(HdfsService, CopiesBothWaysHonourTheirFlagsAndNeverCopyOntoThemselves) {
   if (isLocal()) {
     EXPECT_FALSE(hdfs_->copyFromLocal(nullptr, same, true, same, true, &err));
     EXPECT_TRUE(contains(err, "same file")) << err.str();
-    EXPECT_FALSE(hdfs_->copyToLocal(nullptr, same, true, ZobString(localRoot_.c_str()), true,
+    EXPECT_FALSE(hdfs_->copyToLocal(nullptr, same, true, ZobString(local_.path().c_str()), true,
                                     &err));
     EXPECT_EQ("keep me", readLocal(local("same")));
   }
@@ -329,40 +245,36 @@ TEST_P(HdfsService, NamesWithSpacesAndNonAsciiCharactersArriveUnchanged) {
   const std::string name = "Gr\xc3\xbc\xc3\x9f" "e \xe4\xb8\xad\xe6\x96\x87 \xf0\x9f\x98\x80.txt";
   ASSERT_TRUE(writeHdfs(at(name), "content"));
   ZobString err;
-  EXPECT_EQ("content", readHdfs(at(name), 100, &err)) << err.str();
+  EXPECT_EQ("content", readHdfs(at(name), 100));
   if (isLocal()) {
     EXPECT_EQ("content", readLocal(at(name)));
   }
-  auto entries = listing(hdfs_, root_, &err);
+  auto entries = e2e::listing(hdfs_.get(), root_, &err);
   ASSERT_EQ(1u, entries.count(name)) << err.str();
   EXPECT_EQ(7, entries[name].size);
 }
 
 TEST_P(HdfsService, FailuresSayWhatAndWhere) {
   ZobString err;
-  ZobString missing(at("missing.txt").c_str());
-  EXPECT_EQ(nullptr, hdfs_->openFile(nullptr, missing, ZOB_TXTFILE_READ, 0, 0, &err));
+  EXPECT_EQ(nullptr, open(at("missing.txt"), ZOB_TXTFILE_READ, &err));
   EXPECT_TRUE(contains(err, "Cannot open HDFS file for reading '" + at("missing.txt") +
                                 "': no such file or directory")) << err.str();
   EXPECT_TRUE(contains(err, "HDFSOpenFile")) << err.str();
   EXPECT_FALSE(contains(err, "\tat ")) << "no stack trace: " << err.str();
 
-  EXPECT_EQ(nullptr, hdfs_->openFile(nullptr, ZobString(root_.c_str()), ZOB_TXTFILE_READ, 0, 0,
-                                     &err));
+  EXPECT_EQ(nullptr, open(root_, ZOB_TXTFILE_READ, &err));
   EXPECT_TRUE(contains(err, "'" + root_ + "' as a file: it is a directory")) << err.str();
-  EXPECT_EQ(nullptr, hdfs_->openDir(nullptr, missing, &err));
+  EXPECT_EQ(nullptr, hdfs_->openDir(nullptr, ZobString(at("missing.txt").c_str()), &err));
   EXPECT_TRUE(contains(err, "Cannot list '" + at("missing.txt") + "'")) << err.str();
 
-  ZOHadoopFile* file =
-      hdfs_->openFile(nullptr, ZobString(at("w").c_str()), ZOB_TXTFILE_WRITE, 0x200000, 0, &err);
+  auto file = open(at("w"), ZOB_TXTFILE_WRITE, &err, 0x200000);
   ASSERT_NE(nullptr, file) << err.str();
   const char* data = nullptr;
   EXPECT_EQ(-1, file->read(nullptr, &data, 10, &err));
   EXPECT_TRUE(contains(err, "is open for writing; it cannot be read")) << err.str();
   ASSERT_TRUE(file->close(&err)) << err.str();
-  file->release();
   // The exclusive flag refuses an existing file.
-  EXPECT_FALSE(writeThrough(hdfs_, at("w"), 0x200000, &err));
+  EXPECT_FALSE(e2e::writeHdfs(hdfs_.get(), at("w"), "x", &err, 0x200000));
   EXPECT_TRUE(contains(err, "'" + at("w") + "'")) << err.str();
   EXPECT_TRUE(contains(err, "already exists")) << err.str();
 }
@@ -380,27 +292,24 @@ TEST_P(HdfsService, ADirectoryOfAnotherUserIsRefusedAsPermissionDenied) {
     dir = GetParam().base + dir;
   }
   ZobString err;
-  ZOHadoopCfg* cfg = newConfiguration(user, &err);
+  e2e::Owned<ZOHadoopCfg> cfg(newConfiguration(user, &err));
   ASSERT_NE(nullptr, cfg) << err.str();
-  ZOHadoopHDFS* hdfs = hadoop_->createHDFS(cfg, &err);
+  e2e::Owned<ZOHadoopHDFS> hdfs(hadoop_->createHDFS(cfg.get(), &err));
   ASSERT_NE(nullptr, hdfs) << err.str();
   EXPECT_EQ(nullptr, hdfs->openDir(nullptr, ZobString(dir.c_str()), &err));
   EXPECT_TRUE(contains(err, "Cannot list '" + dir + "': permission denied")) << err.str();
-  EXPECT_FALSE(writeThrough(hdfs, dir + "/f", 0, &err));
+  EXPECT_FALSE(e2e::writeHdfs(hdfs.get(), dir + "/f", "x", &err));
   EXPECT_TRUE(contains(err, "permission denied")) << err.str();
   // The NameNode's refusal carries its stack trace inside its text.
   EXPECT_FALSE(contains(err, "\tat ") || contains(err, "at org.apache.")) << err.str();
-  hdfs->release();
-  cfg->release();
 }
 
 TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   constexpr int kPiece = 1 << 20;
   constexpr int kPieces = 256;
-  const std::string piece = patternBytes(kPiece, 3);
+  const std::string piece = e2e::patternBytes(kPiece, 3);
   ZobString err;
-  ZOHadoopFile* out =
-      hdfs_->openFile(nullptr, ZobString(at("big").c_str()), ZOB_TXTFILE_WRITE, 0, 0, &err);
+  auto out = open(at("big"), ZOB_TXTFILE_WRITE, &err);
   ASSERT_NE(nullptr, out) << err.str();
   long settled = 0;
   for (int i = 0; i < kPieces; ++i) {
@@ -410,9 +319,7 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
     if (i == 16) settled = residentKiB();
   }
   ASSERT_TRUE(out->close(&err)) << err.str();
-  out->release();
-  ZOHadoopFile* in =
-      hdfs_->openFile(nullptr, ZobString(at("big").c_str()), ZOB_TXTFILE_READ, 0, 0, &err);
+  auto in = open(at("big"), ZOB_TXTFILE_READ, &err);
   ASSERT_NE(nullptr, in) << err.str();
   EXPECT_EQ(long{kPiece} * kPieces, in->getSize());
   for (int i = 0; i < kPieces; ++i) {
@@ -423,7 +330,7 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
   }
   const char* data = nullptr;
   EXPECT_EQ(0, in->read(nullptr, &data, kPiece, &err));
-  in->release();
+  in.reset();
   // 256 MiB went through; what stays resident must not grow with it: a kept
   // read buffer or a copy of the data would add 256 MiB or more. The JVM's own
   // heap may still grow by about 130 MiB while HDFS packets pass (seen once at
@@ -437,38 +344,25 @@ TEST_P(HdfsService, AQuarterGigabyteRoundTripsByteForByteInFlatMemory) {
 }
 
 TEST_P(HdfsService, AFileDeletedWhileOpenIsReadToItsEndOrFailsWithItsPath) {
-  const std::string content = patternBytes(3 << 20, 5);
+  const std::string content = e2e::patternBytes(3 << 20, 5);
   ASSERT_TRUE(writeHdfs(at("doomed"), content));
-  ZobString err;
-  ZOHadoopFile* in =
-      hdfs_->openFile(nullptr, ZobString(at("doomed").c_str()), ZOB_TXTFILE_READ, 0, 0, &err);
-  ASSERT_NE(nullptr, in) << err.str();
-  const char* data = nullptr;
-  ASSERT_EQ(65536, in->read(nullptr, &data, 65536, &err)) << err.str();
-  std::string back(data, 65536);
-  ASSERT_TRUE(hdfs_->deleteFile(nullptr, ZobString(at("doomed").c_str()), &err)) << err.str();
-  EXPECT_FALSE(exists(at("doomed")));
-  for (;;) {
-    int n = in->read(nullptr, &data, 1 << 20, &err);
-    if (n < 0) {
-      EXPECT_TRUE(contains(err, "Cannot read from HDFS file '" + at("doomed") + "'"))
-          << err.str();
-      break;
-    }
-    if (n == 0) {
-      EXPECT_TRUE(back == content) << back.size() << " bytes read before the end";
-      break;
-    }
-    back.append(data, static_cast<size_t>(n));
+  const std::string back = e2e::readHdfs(hdfs_.get(), at("doomed"), 1 << 16, [this] {
+    ZobString err;
+    ASSERT_TRUE(hdfs_->deleteFile(nullptr, ZobString(at("doomed").c_str()), &err)) << err.str();
+    EXPECT_FALSE(exists(at("doomed")));
+  });
+  if (back.rfind("failed: ", 0) == 0) {
+    EXPECT_TRUE(contains(back, "Cannot read from HDFS file '" + at("doomed") + "'")) << back;
+  } else {
+    EXPECT_TRUE(back == content) << back.size() << " bytes read before the end";
   }
-  in->release();
 }
 
 TEST(HadoopConfiguration, ResourceFilesAreCheckedWhenAddedAndKeyValuesWin) {
-  char pattern[] = "/tmp/zoh-cfg-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(pattern));
-  const std::string first = std::string(pattern) + "/first.xml";
-  const std::string second = std::string(pattern) + "/second.xml";
+  const e2e::ScratchDir dir("/tmp/zoh-cfg-XXXXXX");
+  ASSERT_FALSE(dir.path().empty());
+  const std::string first = dir / "first.xml";
+  const std::string second = dir / "second.xml";
   // An unreachable cluster that only a resource file names: creation shows which one won.
   writeLocal(first,
              "<configuration>"
@@ -479,18 +373,16 @@ TEST(HadoopConfiguration, ResourceFilesAreCheckedWhenAddedAndKeyValuesWin) {
              "<configuration><property><name>fs.defaultFS</name>"
              "<value>file:///</value></property></configuration>");
   ZobString err;
-  ZOHadoop* hadoop = zoHadoopCreate(&err);
+  e2e::Owned<ZOHadoop> hadoop(zoHadoopCreate(&err));
   ASSERT_NE(nullptr, hadoop);
-  ZOHadoopCfg* cfg = hadoop->createConfiguration(&err);
+  e2e::Owned<ZOHadoopCfg> cfg(hadoop->createConfiguration(&err));
   ASSERT_NE(nullptr, cfg) << err.str();
   const ZobString files[] = {ZobString(first.c_str()), ZobString(second.c_str())};
   ASSERT_TRUE(cfg->addResourceFiles(2, files, &err)) << err.str();
-  EXPECT_EQ(nullptr, hadoop->createHDFS(cfg, &err));  // final: the later file does not win
+  EXPECT_EQ(nullptr, hadoop->createHDFS(cfg.get(), &err));  // final: the later file does not win
   EXPECT_TRUE(contains(err, "nn1.invalid")) << err.str();
   ASSERT_TRUE(cfg->setKeyValue(ZobString("fs.defaultFS"), ZobString("file:///"), &err));
-  ZOHadoopHDFS* hdfs = hadoop->createHDFS(cfg, &err);
-  EXPECT_NE(nullptr, hdfs) << err.str();
-  if (hdfs != nullptr) hdfs->release();
+  EXPECT_NE(nullptr, e2e::Owned<ZOHadoopHDFS>(hadoop->createHDFS(cfg.get(), &err))) << err.str();
 
   EXPECT_FALSE(cfg->addResourceFile(ZobString("/no/such/core-site.xml"), &err));
   EXPECT_TRUE(contains(err, "Configuration resource file '/no/such/core-site.xml' does not exist"))
@@ -498,11 +390,6 @@ TEST(HadoopConfiguration, ResourceFilesAreCheckedWhenAddedAndKeyValuesWin) {
   writeLocal(second, "<configuration><property><name>x</name>");
   EXPECT_FALSE(cfg->addResourceFile(ZobString(second.c_str()), &err));
   EXPECT_TRUE(contains(err, "'" + second + "' is not a valid Hadoop configuration")) << err.str();
-  cfg->release();
-  hadoop->release();
-  unlink(first.c_str());
-  unlink(second.c_str());
-  rmdir(pattern);
 }
 
 }  // namespace

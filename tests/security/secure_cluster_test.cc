@@ -17,13 +17,13 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <string>
 
 #include "ZOHadoop.h"
 #include "ZOHadoopCfg.h"
 #include "ZOHadoopHDFS.h"
 #include "cluster_access.h"
+#include "end_to_end.h"
 #include "zo_logger.h"
 #include "zob_credentials.h"
 #include "zob_uri.h"
@@ -33,16 +33,9 @@ namespace {
 namespace fs = std::filesystem;
 using Uri = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
 
-std::string slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream all;
-  all << in.rdbuf();
-  return all.str();
-}
+std::string slurp(const fs::path& path) { return e2e::readLocal(path.string()); }
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using e2e::contains;
 
 // Everything the run said that is not in a file: each log line at the most
 // verbose level, and each error text.
@@ -60,13 +53,9 @@ void captureLine(void*, ZoLoggingLevel, const char* logger, const char*, int, co
 
 // A configuration and its HDFS service; `why` holds the error when either failed.
 struct Session {
-  ZOHadoopCfg* cfg = nullptr;
-  ZOHadoopHDFS* hdfs = nullptr;
+  e2e::Owned<ZOHadoopCfg> cfg;
+  e2e::Owned<ZOHadoopHDFS> hdfs;
   std::string why;
-  ~Session() {
-    if (hdfs) hdfs->release();
-    if (cfg) cfg->release();
-  }
 };
 
 class SecureCluster : public ::testing::Test {
@@ -74,11 +63,7 @@ class SecureCluster : public ::testing::Test {
   static void SetUpTestSuite() {
     keys_ = clustertest::readyKeys("ZOH_SECURE_CLUSTER");
     if (keys_.empty()) return;
-    std::ifstream secrets(keys_["passwords"]);
-    for (std::string line; std::getline(secrets, line);) {
-      const auto eq = line.find('=');
-      if (eq != std::string::npos) passwords_[line.substr(0, eq)] = line.substr(eq + 1);
-    }
+    passwords_ = clustertest::keyValues(keys_["passwords"]);
     tmp_ = fs::temp_directory_path() / ("zoh-security-" + std::to_string(getpid()));
     fs::create_directories(tmp_);
     // Hadoop's own lines at their most verbose, and this process's standard
@@ -133,8 +118,9 @@ class SecureCluster : public ::testing::Test {
            "&zoh.kerberos.krb5.conf=" + keys_["krb5"] + "&" + items;
   }
 
-  static void finish(Session* s, ZobString* err) {
-    if (s->cfg) s->hdfs = hadoop_->createHDFS(s->cfg, err);
+  // The service of the configuration when it could be `configured`; else why not.
+  static void finish(Session* s, bool configured, ZobString* err) {
+    if (configured) s->hdfs.reset(hadoop_->createHDFS(s->cfg.get(), err));
     if (!s->hdfs) s->why = err->str();
     remember(s->why);
   }
@@ -144,8 +130,8 @@ class SecureCluster : public ::testing::Test {
     auto s = std::make_unique<Session>();
     Uri parsed(getURIFromURIString(ZobString(uri.c_str())));
     ZobString err;
-    s->cfg = parsed ? hadoop_->createConfiguration(parsed.get(), &err) : nullptr;
-    finish(s.get(), &err);
+    if (parsed) s->cfg.reset(hadoop_->createConfiguration(parsed.get(), &err));
+    finish(s.get(), s->cfg != nullptr, &err);
     return s;
   }
 
@@ -153,45 +139,31 @@ class SecureCluster : public ::testing::Test {
   static std::unique_ptr<Session> asUser(const std::string& user, const std::string& password) {
     auto s = std::make_unique<Session>();
     ZobString err;
-    s->cfg = hadoop_->createConfiguration(&err);
-    if (!s->cfg || !s->cfg->addResourceFile(ZobString(keys_["site"].c_str()), &err) ||
-        !s->cfg->setKeyValue(ZobString("zoh.kerberos.krb5.conf"),
-                             ZobString(keys_["krb5"].c_str()), &err) ||
-        !s->cfg->setUserPass(ZobString(user.c_str()), ZobString(password.c_str()), &err)) {
-      s->why = err.str();
-      remember(s->why);
-      return s;
-    }
-    finish(s.get(), &err);
+    s->cfg.reset(hadoop_->createConfiguration(&err));
+    finish(s.get(),
+           s->cfg && s->cfg->addResourceFile(ZobString(keys_["site"].c_str()), &err) &&
+               s->cfg->setKeyValue(ZobString("zoh.kerberos.krb5.conf"),
+                                   ZobString(keys_["krb5"].c_str()), &err) &&
+               s->cfg->setUserPass(ZobString(user.c_str()), ZobString(password.c_str()), &err),
+           &err);
     return s;
   }
 
   // Writes `text` to `path` and reads it back: the text read, or why that failed.
-  static std::string writeRead(ZOHadoopHDFS* hdfs, const std::string& path,
+  static std::string writeRead(const e2e::Owned<ZOHadoopHDFS>& hdfs, const std::string& path,
                                const std::string& text) {
     ZobString err;
-    const ZobString name(path.c_str());
-    ZOHadoopFile* out = hdfs->openFile(nullptr, name, ZOB_TXTFILE_WRITE, 0, 0, &err);
-    bool ok = out && out->write(nullptr, text.data(), static_cast<int>(text.size()), &err);
-    if (out) {
-      ok = out->close(&err) && ok;
-      out->release();
-    }
-    ZOHadoopFile* in = ok ? hdfs->openFile(nullptr, name, ZOB_TXTFILE_READ, 0, 0, &err) : nullptr;
-    std::string back;
-    const char* bytes = nullptr;
-    for (int n; in && (n = in->read(nullptr, &bytes, 1 << 16, &err)) > 0;) back.append(bytes, n);
-    if (in) in->release();
-    if (!ok || !in) back = "failed: " + err.str();
+    const std::string back = e2e::writeHdfs(hdfs.get(), path, text, &err)
+                                 ? e2e::readHdfs(hdfs.get(), path)
+                                 : "failed: " + err.str();
     remember(back);
     return back;
   }
 
   // Lists `path`: "" when it could, else why not.
-  static std::string list(ZOHadoopHDFS* hdfs, const std::string& path) {
+  static std::string list(const e2e::Owned<ZOHadoopHDFS>& hdfs, const std::string& path) {
     ZobString err;
-    ZOHadoopDirectory* dir = hdfs->openDir(nullptr, ZobString(path.c_str()), &err);
-    if (dir) dir->release();
+    e2e::Owned<ZOHadoopDirectory> dir(hdfs->openDir(nullptr, ZobString(path.c_str()), &err));
     remember(err.str());
     return dir ? "" : err.str();
   }
@@ -244,10 +216,9 @@ TEST_F(SecureCluster, UsersCannotEnterEachOthersHomes) {
   EXPECT_EQ("", list(bob->hdfs, "/user/bob"));
   // A configuration keeps its own login: a service made after bob logged in is still alice's.
   ZobString err;
-  ZOHadoopHDFS* again = hadoop_->createHDFS(alice->cfg, &err);
+  e2e::Owned<ZOHadoopHDFS> again(hadoop_->createHDFS(alice->cfg.get(), &err));
   ASSERT_NE(nullptr, again) << err.str();
   EXPECT_EQ("", list(again, "/user/alice"));
-  again->release();
   EXPECT_TRUE(contains(list(alice->hdfs, "/user/bob"), "'/user/bob': permission denied"));
   EXPECT_TRUE(contains(list(bob->hdfs, "/user/alice"), "'/user/alice': permission denied"));
   EXPECT_TRUE(contains(writeRead(bob->hdfs, "/user/alice/b.txt", "x"), "permission denied"));

@@ -14,7 +14,7 @@
 #include "ZOHadoopHDFS.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
-#include "directory_walk.h"
+#include "end_to_end.h"
 #include "java_side.h"
 #include "zowlp.h"
 
@@ -24,45 +24,36 @@ constexpr int kSharedThreads = 8;
 constexpr int kOwnThreads = 4;
 constexpr int kRounds = 40;
 
-std::atomic<int> g_operations{0};
-std::atomic<int> g_failures{0};
 std::atomic<int> g_waiting{kSharedThreads + kOwnThreads};
-
-template <class T>
-T expect(T result, const char* what, const ZobString& err) {
-  g_operations.fetch_add(1);
-  if (!result) {
-    g_failures.fetch_add(1);
-    std::fprintf(stderr, "%s failed: %s\n", what, err.asCstr());
-  }
-  return result;
-}
+using e2e::check;
+using e2e::g_failures;
+using e2e::g_operations;
 
 // One round of every child kind on `h`, each released within the round, so that
 // the registry changes under the other threads' feet.
 void round(ZOHadoop* h, int thread, int n) {
   ZobString err;
   const ZobString path(("/t" + std::to_string(thread) + "/" + std::to_string(n)).c_str());
-  ZOHadoopCfg* cfg = expect(h->createConfiguration(&err), "createConfiguration", err);
+  ZOHadoopCfg* cfg = check(h->createConfiguration(&err), "createConfiguration", err);
   if (cfg == nullptr) return;
-  expect(cfg->setKeyValue("k", path, &err), "setKeyValue", err);
-  if (ZOHadoopPig* pig = expect(h->createPig(cfg, "", &err), "createPig", err)) {
-    expect(pig->setParameter("p", path, &err), "setParameter", err);
-    expect(pig->runCommands(nullptr, nullptr, "A = LOAD '$p';", nullptr, &err), "runCommands", err);
+  check(cfg->setKeyValue("k", path, &err), "setKeyValue", err);
+  if (ZOHadoopPig* pig = check(h->createPig(cfg, "", &err), "createPig", err)) {
+    check(pig->setParameter("p", path, &err), "setParameter", err);
+    check(pig->runCommands(nullptr, nullptr, "A = LOAD '$p';", nullptr, &err), "runCommands", err);
     pig->release();
   }
-  if (ZOHadoopHDFS* fs = expect(h->createHDFS(cfg, &err), "createHDFS", err)) {
+  if (ZOHadoopHDFS* fs = check(h->createHDFS(cfg, &err), "createHDFS", err)) {
     bool answer = false;
-    expect(fs->exists(nullptr, path, &answer, &err), "exists", err);
-    if (ZOHadoopDirectory* dir = expect(fs->openDir(nullptr, path, &err), "openDir", err)) {
-      expect(zohsweep::walkDirectory(dir, &err), "next", err);
+    check(fs->exists(nullptr, path, &answer, &err), "exists", err);
+    if (ZOHadoopDirectory* dir = check(fs->openDir(nullptr, path, &err), "openDir", err)) {
+      check(e2e::walk(dir, &err), "next", err);
       dir->release();
     }
     fs->release();
   }
-  if (ZOHadoopMapReduce* job = expect(h->createMapReduce(cfg, &err), "createMapReduce", err)) {
-    expect(job->addInputPath(path, &err), "addInputPath", err);
-    expect(job->run(nullptr, nullptr, false, &err), "run", err);
+  if (ZOHadoopMapReduce* job = check(h->createMapReduce(cfg, &err), "createMapReduce", err)) {
+    check(job->addInputPath(path, &err), "addInputPath", err);
+    check(job->run(nullptr, nullptr, false, &err), "run", err);
     job->release();
   }
   cfg->release();
@@ -97,7 +88,7 @@ int main() {
           continue;
         }
         ZobString e;
-        if (ZOHadoop* own = expect(zoHadoopCreate(&e), "zoHadoopCreate", e)) {
+        if (ZOHadoop* own = check(zoHadoopCreate(&e), "zoHadoopCreate", e)) {
           round(own, t, n);
           own->release();
         }

@@ -17,7 +17,7 @@
 #include "ZOHadoopIO.h"
 #include "ZOHadoopMapReduce.h"
 #include "ZOHadoopPig.h"
-#include "directory_walk.h"
+#include "end_to_end.h"
 #include "java_side.h"
 #include "zob_uri.h"
 #include "zowlp.h"
@@ -187,33 +187,21 @@ struct Run {
 // Releases what an operation made when the scenario's scope ends, children
 // before their instance, whatever failed on the way.
 template <class T>
-struct Releaser {
-  Run* run;
-  const char* step;
-  void operator()(T* object) const { run->quiet(step, [object] { object->release(); }); }
-};
-template <class T>
-struct Held : std::unique_ptr<T, Releaser<T>> {
-  Held(Run& run, const char* releaseStep, T* object)
-      : std::unique_ptr<T, Releaser<T>>(object, Releaser<T>{&run, releaseStep}) {}
-};
+auto held(Run& run, const char* releaseStep, T* object) {
+  auto release = [&run, releaseStep](T* o) { run.quiet(releaseStep, [o] { o->release(); }); };
+  return std::unique_ptr<T, decltype(release)>(object, release);
+}
 
 using UriOwner = std::unique_ptr<ZoHadoopURI, ZoHadoopURIDeleter>;
-
-class TextSink final : public HadoopTextStatus {
- public:
-  void setFinalText(const ZobString&) override {}
-  void setStartText(const ZobString&) override {}
-};
 
 // One checked step whose body is an expression over `e`, the error argument.
 #define OP(name, expr) r.op(name, [&](ZobString* e) { return expr; })
 // The instance and configuration every service scenario starts from.
-#define INSTANCE_AND_CONFIGURATION()                                                     \
-  Held<ZOHadoop> h(r, "instance release", OP("zoHadoopCreate", zoHadoopCreate(e)));      \
-  if (!h) return;                                                                        \
-  Held<ZOHadoopCfg> cfg(r, "configuration release",                                      \
-                        OP("createConfiguration", h->createConfiguration(e)));           \
+#define INSTANCE_AND_CONFIGURATION()                                                      \
+  auto h = held(r, "instance release", OP("zoHadoopCreate", zoHadoopCreate(e)));        \
+  if (!h) return;                                                                       \
+  auto cfg = held(r, "configuration release",                                           \
+                  OP("createConfiguration", h->createConfiguration(e)));                \
   if (!cfg) return
 
 void instanceAndConfiguration(Run& r) {
@@ -225,13 +213,13 @@ void instanceAndConfiguration(Run& r) {
   OP("addResourceFiles", cfg->addResourceFiles(2, keys, e));
   OP("setUserPass", cfg->setUserPass("alice", "secret", e));
   UriOwner uri(getURIFromURIString("hdfs://alice@nn:8020/data/a.txt"));
-  Held<ZOHadoopCfg> fromUri(r, "configuration release",
+  auto fromUri = held(r, "configuration release",
                             OP("createConfiguration(uri)", h->createConfiguration(uri.get(), e)));
 }
 
 void hdfsService(Run& r) {
   INSTANCE_AND_CONFIGURATION();
-  Held<ZOHadoopHDFS> fs(r, "HDFS release", OP("createHDFS", h->createHDFS(cfg.get(), e)));
+  auto fs = held(r, "HDFS release", OP("createHDFS", h->createHDFS(cfg.get(), e)));
   if (!fs) return;
   bool answer = false;
   OP("rename", fs->rename(nullptr, "/a", "/b", e));
@@ -241,17 +229,17 @@ void hdfsService(Run& r) {
   OP("exists", fs->exists(nullptr, "/a", &answer, e));
   OP("makeDirectory", fs->makeDirectory(nullptr, "/d", e));
   {
-    Held<ZOHadoopDirectory> dir(r, "directory release", OP("openDir", fs->openDir(nullptr, "/d", e)));
-    if (dir) OP("directory walk", zohsweep::walkDirectory(dir.get(), e));
+    auto dir = held(r, "directory release", OP("openDir", fs->openDir(nullptr, "/d", e)));
+    if (dir) OP("directory walk", e2e::walk(dir.get(), e));
     if (dir) OP("directory close", dir->close(e));
   }
-  Held<ZOHadoopFile> in(r, "file release",
+  auto in = held(r, "file release",
                         OP("openFile(read)", fs->openFile(nullptr, "/a", ZOB_TXTFILE_READ, 0, 0, e)));
   const char* data = nullptr;
   if (in) OP("file read", in->getSize() >= 0 && in->read(nullptr, &data, 64, e) >= 0);
   if (in) OP("file close", in->close(e));
   // Released without close: the destructor ends the Java side's file itself.
-  Held<ZOHadoopFile> out(r, "file release",
+  auto out = held(r, "file release",
                          OP("openFile(write)", fs->openFile(nullptr, "/w", ZOB_TXTFILE_WRITE, 0, 0, e)));
   if (out) OP("file write", out->write(nullptr, "abc", 3, e));
 }
@@ -266,7 +254,7 @@ bool adapterResult(bool ok, A* adapter, ZobString* err) {
 void rawStream(Run& r) {
   UriOwner uri(getURIFromURIString("hdfs://nn:8020/data/a.txt"));
   for (ZobTxtFileOpenMode mode : {ZOB_TXTFILE_READ, ZOB_TXTFILE_WRITE}) {
-    Held<ZobIORaw> raw(r, "raw release", OP("createRawIO", createRawIO(uri.get(), e)));
+    auto raw = held(r, "raw release", OP("createRawIO", createRawIO(uri.get(), e)));
     int bufferSize = 0;
     const char* data = nullptr;
     if (!raw || !OP("raw open", adapterResult(raw->open(mode, 0, &bufferSize, nullptr), raw.get(), e))) {
@@ -290,29 +278,29 @@ bool walk(ZobDirectoryListing* list, ZobString* err) {
 
 void directoryListing(Run& r) {
   UriOwner uri(getURIFromURIString("hdfs://nn:8020/data"));
-  Held<ZobDirectoryListing> list(r, "listing release",
+  auto list = held(r, "listing release",
                                  OP("createDirectoryListing", createDirectoryListing(nullptr, uri.get(), 0, e)));
   if (list) OP("listing walk", walk(list.get(), e));
 }
 
 void mapReduce(Run& r) {
   INSTANCE_AND_CONFIGURATION();
-  Held<ZOHadoopMapReduce> job(r, "MapReduce release", OP("createMapReduce", h->createMapReduce(cfg.get(), e)));
+  auto job = held(r, "MapReduce release", OP("createMapReduce", h->createMapReduce(cfg.get(), e)));
   if (!job) return;
-  TextSink text;
+  e2e::Texts text;
   OP("job setProperty", job->setProperty("HADOOP_MAPREDUCE_CLASS_COMBINER", "C", e));
   OP("job addInputPath", job->addInputPath("/in", e));
   OP("job addJar", job->addJar("/j.jar", e));
-  Held<ZobStringCursor> props(r, "cursor release", OP("getPropertyList", job->getPropertyList(e)));
+  auto props = held(r, "cursor release", OP("getPropertyList", job->getPropertyList(e)));
   OP("job run", job->run(nullptr, &text, true, e));
   OP("job stop", job->stop(nullptr, e));
 }
 
 void pig(Run& r) {
   INSTANCE_AND_CONFIGURATION();
-  Held<ZOHadoopPig> client(r, "Pig release", OP("createPig", h->createPig(cfg.get(), "", e)));
+  auto client = held(r, "Pig release", OP("createPig", h->createPig(cfg.get(), "", e)));
   if (!client) return;
-  TextSink text;
+  e2e::Texts text;
   OP("pig setParameter", client->setParameter("in", "/in", e));
   OP("pig registerJar", client->registerJar("/udf.jar", e));
   OP("pig runCommands", client->runCommands(nullptr, &text, "A = LOAD '$in';", nullptr, e));
@@ -323,7 +311,7 @@ void pig(Run& r) {
 
 // The instance ends the children still registered when it holds its proxy.
 void teardownByInstance(Run& r) {
-  Held<ZOHadoop> h(r, "instance release with children", OP("zoHadoopCreate", zoHadoopCreate(e)));
+  auto h = held(r, "instance release with children", OP("zoHadoopCreate", zoHadoopCreate(e)));
   if (!h || !OP("setProperty", h->setProperty("PIG_JAVA_PROXY_DIR_NAME", "/p", e))) return;
   ZOHadoopCfg* cfg = OP("createConfiguration", h->createConfiguration(e));
   if (!cfg) return;
