@@ -42,6 +42,20 @@ public final class RowSet {
     }
     this.texts = allTexts;
     this.written = writeThrough ? new Encoder(4096) : null;
+    if (written != null) {
+      // The header goes first, its row count filled in by encode(), so that a
+      // large listing's bytes are handed over without another copy of them all.
+      header(written, 0);
+    }
+  }
+
+  /** The column count, the column codes, then the row count (at `4 + columns`). */
+  private void header(Encoder out, int rowCount) {
+    out.int32(columnTypes.length());
+    for (int c = 0; c < columnTypes.length(); c++) {
+      out.byte8(columnTypes.charAt(c));
+    }
+    out.int32(rowCount);
   }
 
   /** A row set of text columns. */
@@ -159,19 +173,12 @@ public final class RowSet {
    * only a row changed through {@link #row} can.
    */
   public byte[] encode() {
-    int body = written != null ? written.n : rows.size() * columnTypes.length() * 16;
-    Encoder out = new Encoder(8 + columnTypes.length() + body);
-    out.int32(columnTypes.length());
-    for (int c = 0; c < columnTypes.length(); c++) {
-      out.byte8(columnTypes.charAt(c));
-    }
-    out.int32(size());
     if (written != null) {
-      out.room(written.n);
-      System.arraycopy(written.buf, 0, out.buf, out.n, written.n);
-      out.n += written.n;
-      return out.finish();
+      written.patch32(4 + columnTypes.length(), writtenRows);
+      return written.finish();
     }
+    Encoder out = new Encoder(8 + columnTypes.length() + rows.size() * columnTypes.length() * 16);
+    header(out, rows.size());
     for (Object[] row : rows) {
       if (row.length != columnTypes.length()) {
         return null;
@@ -222,6 +229,12 @@ public final class RowSet {
       room(4);
       for (int i = 0; i < 4; i++) {
         buf[n++] = (byte) (v >>> (8 * i));
+      }
+    }
+
+    void patch32(int at, int v) {
+      for (int i = 0; i < 4; i++) {
+        buf[at + i] = (byte) (v >>> (8 * i));
       }
     }
 
