@@ -16,8 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <ctime>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>

@@ -78,19 +78,18 @@ int main(int argc, char** argv) {
 
   constexpr int kCalls = 2000;
   const std::string one = javaFile;
-  report.measure(main, "exists on a file / getFileStatus", false, kCalls, rounds + 2,
-                 bench::extraMicros(2), [&] {
+  auto libraryExists = [&] {
     bool answer = false;
     for (int i = 0; i < kCalls; ++i)
       check(hdfs->exists(nullptr, one.c_str(), &answer, &err) && answer, "exists: " + err.str());
-  }, [&] { check(java.call("Stat", "\x06", {one, kCalls}) == kCalls, "getFileStatus"); });
+  };
+  report.measure(main, "exists on a file / getFileStatus", false, kCalls, rounds + 2,
+                 bench::extraMicros(2), libraryExists,
+                 [&] { check(java.call("Stat", "\x06", {one, kCalls}) == kCalls, "getFileStatus"); });
   // The same reference entered from native code once per call, as the library
   // is: what remains of the difference above is the price of that entry.
-  report.measure(main, "exists / getFileStatus, one bridge call each", false, kCalls, rounds + 2, {}, [&] {
-    bool answer = false;
-    for (int i = 0; i < kCalls; ++i)
-      check(hdfs->exists(nullptr, one.c_str(), &answer, &err) && answer, "exists: " + err.str());
-  }, [&] {
+  report.measure(main, "exists / getFileStatus, one bridge call each", false, kCalls, rounds + 2, {},
+                 libraryExists, [&] {
     for (int i = 0; i < kCalls; ++i) check(java.call("Stat", "\x06", {one, 1}) == 1, "getFileStatus");
   });
 
